@@ -1,0 +1,51 @@
+// The offscreen world behind a GWorldPtr, and the pixel helpers the platform
+// files share.
+#ifndef SPRIG_PLATFORM_WORLD_P_H
+#define SPRIG_PLATFORM_WORLD_P_H
+
+#include "sprig/platform.h"
+
+// The widest row a pixel map's 16-bit row-bytes field can describe: readers
+// mask it with 0x3FFF.
+constexpr int32_t kMaxRowBytes = 0x3FFF;
+
+struct OpaqueGrafPtr
+{
+    PixMap pixMap;
+    PixMapPtr pixMapPtr; // what the world's PixMapHandle points at
+    RgnHandle clipRgn;
+    uint32_t* ownedPixels; // null when the caller owns the pixel memory
+};
+
+// The port drawing calls act on (never null: a port with no pixels stands in
+// until the host sets one).
+GrafPtr CurrentPort();
+
+// Rows of a pixel map, from the record itself.
+inline int32_t RowBytesOf(const PixMap* pm)
+{
+    return pm->rowBytes & 0x7FFF;
+}
+
+inline uint32_t* PixelAt(const PixMap* pm, int h, int v)
+{
+    return reinterpret_cast<uint32_t*>(pm->baseAddr + static_cast<intptr_t>(v) * RowBytesOf(pm)) +
+           h;
+}
+
+// A 16-bit intensity to 8 bits, rounded to nearest: 257 * k gives k and
+// 0xFF77 gives 254.
+constexpr uint32_t ChannelTo8(uint16_t c)
+{
+    return (uint32_t{c} * 255 + 32767) / 65535;
+}
+
+// An opaque pixel word of a colour:
+// [BBBBBBBB][GGGGGGGG][RRRRRRRR][11111111]
+constexpr uint32_t OpaqueWordOf(const RGBColor& c)
+{
+    return (ChannelTo8(c.blue) << 24) | (ChannelTo8(c.green) << 16) | (ChannelTo8(c.red) << 8) |
+           0xFF;
+}
+
+#endif

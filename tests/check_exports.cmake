@@ -1,0 +1,53 @@
+cmake_minimum_required(VERSION 3.18)
+# Compares the dynamic symbols libsprig.so defines with the expected list:
+# every expected name must be there and nothing else of ours may be. A line of
+# the list is a demangled symbol without its parameter list (CRect::Width,
+# NewGWorld), so overloads share one line.
+execute_process(COMMAND nm -D --defined-only -C ${LIBRARY}
+                OUTPUT_VARIABLE nm_output RESULT_VARIABLE nm_result)
+if(NOT nm_result EQUAL 0)
+    message(FATAL_ERROR "nm failed on ${LIBRARY}")
+endif()
+string(REPLACE "\n" ";" nm_lines "${nm_output}")
+set(actual)
+foreach(line IN LISTS nm_lines)
+    if(line MATCHES "^[0-9a-f]+ [A-Za-z] (.+)$")
+        set(name "${CMAKE_MATCH_1}")
+        # Drop the parameter list and qualifiers of C++ symbols.
+        string(REGEX REPLACE "\\(.*$" "" name "${name}")
+        string(REGEX REPLACE "^(typeinfo|typeinfo name|vtable) for " "" name "${name}")
+        list(APPEND actual "${name}")
+    endif()
+endforeach()
+list(REMOVE_DUPLICATES actual)
+
+file(STRINGS ${EXPECTED} expected_lines)
+set(expected)
+foreach(line IN LISTS expected_lines)
+    string(STRIP "${line}" line)
+    if(line AND NOT line MATCHES "^#")
+        list(APPEND expected "${line}")
+    endif()
+endforeach()
+
+set(failed FALSE)
+foreach(name IN LISTS expected)
+    if(NOT name IN_LIST actual)
+        message(SEND_ERROR "missing export: ${name}")
+        set(failed TRUE)
+    endif()
+endforeach()
+foreach(name IN LISTS actual)
+    # Symbols the toolchain adds to every shared object.
+    if(name MATCHES "^(_init|_fini|_edata|_end|__bss_start)$")
+        continue()
+    endif()
+    if(NOT name IN_LIST expected)
+        message(SEND_ERROR "unexpected export: ${name}")
+        set(failed TRUE)
+    endif()
+endforeach()
+list(LENGTH expected count)
+if(NOT failed)
+    message(STATUS "libsprig.so exports the ${count} expected names and nothing else")
+endif()

@@ -1,0 +1,34 @@
+// The sprig tool's commands. Each command lives in a file of its own and
+// registers itself with a static CommandRegistration.
+#ifndef SPRIG_TOOLS_COMMAND_H
+#define SPRIG_TOOLS_COMMAND_H
+
+#include <string>
+#include <vector>
+
+struct ToolCommand
+{
+    const char* name;
+    const char* usage;   // arguments, after "sprig NAME"
+    const char* summary; // one line for `sprig --help`
+    const char* help;    // the rest of `sprig NAME --help`
+    int (*run)(const std::vector<std::string>& args);
+};
+
+struct CommandRegistration
+{
+    explicit CommandRegistration(const ToolCommand& command);
+};
+
+// Prints "sprig: MESSAGE" on standard error and returns the exit status 1.
+int Fail(const std::string& message);
+
+// Reads an option's value: true and stores it when args[i] is `name` and a
+// value follows (i then points at the value).
+bool TakeOption(const std::vector<std::string>& args, size_t& i, const char* name,
+                std::string* value);
+
+// Parses a whole decimal number within [low, high].
+bool ParseInt(const std::string& text, long low, long high, long* value);
+
+#endif

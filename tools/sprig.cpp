@@ -1,0 +1,92 @@
+// sprig: command-line tool over libsprig.so.
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+
+#include "tools/command.h"
+
+namespace {
+
+std::map<std::string, ToolCommand>& Commands()
+{
+    static std::map<std::string, ToolCommand> commands;
+    return commands;
+}
+
+void PrintUsage(FILE* out)
+{
+    std::fprintf(out, "usage: sprig COMMAND [ARGS...]\n       sprig COMMAND --help\n\ncommands:\n");
+    for (const auto& entry : Commands())
+        std::fprintf(out, "  %-12s %s\n", entry.first.c_str(), entry.second.summary);
+}
+
+void PrintCommandHelp(const ToolCommand& command)
+{
+    std::printf("usage: sprig %s %s\n\n%s\n", command.name, command.usage, command.summary);
+    if (command.help && *command.help)
+        std::printf("\n%s", command.help);
+}
+
+} // namespace
+
+CommandRegistration::CommandRegistration(const ToolCommand& command)
+{
+    Commands()[command.name] = command;
+}
+
+int Fail(const std::string& message)
+{
+    std::fprintf(stderr, "sprig: %s\n", message.c_str());
+    return 1;
+}
+
+bool TakeOption(const std::vector<std::string>& args, size_t& i, const char* name,
+                std::string* value)
+{
+    if (args[i] != name || i + 1 >= args.size())
+        return false;
+    *value = args[++i];
+    return true;
+}
+
+bool ParseInt(const std::string& text, long low, long high, long* value)
+{
+    if (text.empty())
+        return false;
+    char* end = nullptr;
+    errno = 0;
+    const long parsed = std::strtol(text.c_str(), &end, 10);
+    if (errno || *end || parsed < low || parsed > high)
+        return false;
+    *value = parsed;
+    return true;
+}
+
+int main(int argc, char** argv)
+{
+    if (argc < 2) {
+        PrintUsage(stderr);
+        return 2;
+    }
+    const std::string name = argv[1];
+    if (name == "--help" || name == "-h" || name == "help") {
+        PrintUsage(stdout);
+        return 0;
+    }
+    const auto found = Commands().find(name);
+    if (found == Commands().end()) {
+        std::fprintf(stderr, "sprig: unknown command '%s'\n", name.c_str());
+        PrintUsage(stderr);
+        return 2;
+    }
+    std::vector<std::string> args(argv + 2, argv + argc);
+    for (const std::string& arg : args) {
+        if (arg == "--help" || arg == "-h") {
+            PrintCommandHelp(found->second);
+            return 0;
+        }
+    }
+    return found->second.run(args);
+}
