@@ -38,8 +38,8 @@ foreach(name IN LISTS expected)
     endif()
 endforeach()
 foreach(name IN LISTS actual)
-    # Symbols the toolchain adds to every shared object.
-    if(name MATCHES "^(_init|_fini|_edata|_end|__bss_start)$")
+    # Symbols the toolchain and the sanitizers add.
+    if(name MATCHES "^(_init|_fini|_edata|_end|__bss_start|__odr_asan.*|__asan.*|__ubsan.*|__sanitizer.*)$")
         continue()
     endif()
     if(NOT name IN_LIST expected)

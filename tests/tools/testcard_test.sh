@@ -1,18 +1,8 @@
 #!/usr/bin/env bash
 # Runs the sprig tool as a user would and checks its outputs and exit codes.
-# Usage: SPRIG=path/to/sprig tool_test.sh WORKDIR
+# Usage: SPRIG=path/to/sprig testcard_test.sh WORKDIR
 set -u
-work=$1
-rm -rf "$work" && mkdir -p "$work"
-failures=0
-
-fail() { echo "FAIL: $*"; failures=$((failures + 1)); }
-expect_status() { # expected command...
-    local expected=$1; shift
-    "$@" >"$work/out.txt" 2>"$work/err.txt"
-    local status=$?
-    [ "$status" -eq "$expected" ] || fail "'$*' exited $status, expected $expected: $(cat "$work/err.txt")"
-}
+source "$(dirname "$0")/lib.sh" "$1"
 
 expect_status 0 "$SPRIG" --help
 grep -q testcard "$work/out.txt" || fail "--help does not list testcard"
@@ -29,10 +19,9 @@ expect_status 0 "$SPRIG" testcard "$work/card.png" --width 200 --height 150
 
 # Bad arguments and unwritable outputs: one line, non-zero, nothing left behind.
 expect_status 1 "$SPRIG" testcard "$work/x.png" --width 12
-[ "$(wc -l <"$work/err.txt")" -eq 1 ] || fail "bad --width: not a one-line error"
+expect_one_line_error "bad --width"
 expect_status 1 "$SPRIG" testcard "$work/missing-dir/card.png"
 grep -q "missing-dir/card.png" "$work/err.txt" || fail "unwritable output: error does not name the file"
 [ -z "$(ls "$work" | grep -v -E '^(card.png|out.txt|err.txt)$')" ] || fail "stray files left: $(ls "$work")"
 
-[ "$failures" -eq 0 ] && echo "tool tests passed"
-exit $((failures > 0))
+finish
