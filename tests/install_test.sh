@@ -1,0 +1,29 @@
+#!/usr/bin/env bash
+# Installs the library into a fresh prefix and builds the example host against
+# it twice, once through pkg-config and once through find_package(sprig), as a
+# host developer would; then runs both builds.
+# Usage: install_test.sh BUILD_DIR SOURCE_DIR WORK_DIR
+set -euo pipefail
+build=$1 source=$2 work=$3
+rm -rf "$work" && mkdir -p "$work"
+prefix=$work/prefix
+cmake --install "$build" --prefix "$prefix" >/dev/null
+libdir=$(dirname "$(find "$prefix" -name 'libsprig.so' | head -n 1)")
+export PKG_CONFIG_PATH=$libdir/pkgconfig
+export LD_LIBRARY_PATH=$libdir
+
+# pkg-config
+${CXX:-c++} -std=c++17 -Wall -Wextra -o "$work/host_pc" "$source/examples/hello_host/host.cpp" \
+    $(pkg-config --cflags --libs sprig)
+"$work/host_pc"
+
+# find_package
+cmake -S "$source/examples/hello_host" -B "$work/host_cmake" -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
+cmake --build "$work/host_cmake" >/dev/null
+"$work/host_cmake/hello_host"
+
+# The headers compile on their own.
+for header in "$prefix"/include/sprig/*.h "$prefix/include/sprig.h"; do
+    echo "#include \"$header\"" | ${CXX:-c++} -std=c++17 -Wall -Wextra -fsyntax-only $(pkg-config --cflags sprig) -x c++ -
+done
+echo "install test passed"
