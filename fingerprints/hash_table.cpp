@@ -247,8 +247,7 @@ int32_t CloseHash(void)
         gHashTableRoom = 0;
     } else if (HashTableOffset < gHashTableRoom) {
         // Should the block not shrink, the larger one serves as well.
-        void* block =
-            gRealloc(HashTable, sizeof(HashEntry) * static_cast<size_t>(HashTableOffset));
+        void* block = gRealloc(HashTable, sizeof(HashEntry) * static_cast<size_t>(HashTableOffset));
         if (block) {
             HashTable = static_cast<HashEntry*>(block);
             gHashTableRoom = HashTableOffset;
