@@ -1,0 +1,139 @@
+// sprig fingerprint: the two fingerprints a host keeps in its fingerprint
+// table for each picture file: the 16-digit fingerprint of the picture's
+// pixels (as a 32-bit world) and the MD5 of the file's bytes.
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+#include "sprig/fingerprints.h"
+#include "sprig/platform.h"
+#include "tools/command.h"
+#include "tools/file_io.h"
+
+namespace {
+
+// Worlds keep their row bytes in 14 bits: 4092 pixels of 4 bytes, padded.
+constexpr int kMaxWorldWidth = 4092;
+
+struct WorldDeleter
+{
+    void operator()(OpaqueGrafPtr* world) const { DisposeGWorld(world); }
+};
+using WorldPtr = std::unique_ptr<OpaqueGrafPtr, WorldDeleter>;
+
+bool IsPng(const std::vector<uint8_t>& bytes)
+{
+    static const uint8_t kMagic[8] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
+    return bytes.size() >= sizeof kMagic && std::memcmp(bytes.data(), kMagic, sizeof kMagic) == 0;
+}
+
+// Reads a PNG into a new world and takes the fingerprint of its pixels.
+bool FingerprintPng(const std::string& path, char* fingerprint, std::string* error)
+{
+    PixelImage image;
+    if (!ReadPng(path, &image, error))
+        return false;
+    if (image.width > kMaxWorldWidth) {
+        *error = path + ": " + std::to_string(image.width) + " pixels wide; worlds hold at most " +
+                 std::to_string(kMaxWorldWidth);
+        return false;
+    }
+    GWorldPtr world = nullptr;
+    Rect bounds;
+    SetRect(&bounds, 0, 0, static_cast<int16_t>(image.width), static_cast<int16_t>(image.height));
+    const OSErr err = NewGWorld(&world, 32, &bounds, nullptr, nullptr, 0);
+    if (err != noErr) {
+        *error = path + ": cannot make a " + std::to_string(image.width) + " x " +
+                 std::to_string(image.height) + " world (error " + std::to_string(err) + ")";
+        return false;
+    }
+    WorldPtr owner(world);
+    PixMapHandle pm = GetGWorldPixMap(world);
+    LockPixels(pm);
+    char* base = GetPixBaseAddr(pm);
+    const size_t rowBytes = static_cast<size_t>(GetPixRowBytes(pm));
+    const size_t imageRowBytes = 4 * static_cast<size_t>(image.width);
+    for (int v = 0; v < image.height; v++)
+        std::memcpy(base + static_cast<size_t>(v) * rowBytes,
+                    image.pixels.data() + static_cast<size_t>(v) * image.width, imageRowBytes);
+    UnlockPixels(pm);
+    GetHashBitmap16(world, fingerprint);
+    return true;
+}
+
+// One file: prints its line, or reports its problem and returns false.
+bool FingerprintFile(const std::string& path)
+{
+    std::string error;
+    std::vector<uint8_t> bytes;
+    if (!ReadFileBytes(path, &bytes, &error)) {
+        Fail(error);
+        return false;
+    }
+    if (bytes.size() > UINT32_MAX) {
+        Fail(path + ": too large to fingerprint (more than 4 GiB)");
+        return false;
+    }
+    char pixels[17];
+    if (IsPng(bytes)) {
+        if (!FingerprintPng(path, pixels, &error)) {
+            Fail(error);
+            return false;
+        }
+    } else {
+        Fail(path + ": not a PNG or packed picture");
+        return false;
+    }
+    char md5[33];
+    GetHashBitmap32(bytes.data(), static_cast<uint32_t>(bytes.size()), md5);
+    if (!md5[0]) {
+        Fail(path + ": MD5 is not available from the crypto library");
+        return false;
+    }
+    std::printf("%s %s %s\n", pixels, md5, path.c_str());
+    return true;
+}
+
+int RunFingerprint(const std::vector<std::string>& args)
+{
+    std::vector<std::string> files;
+    bool options = true;
+    for (const std::string& arg : args) {
+        if (options && arg == "--") {
+            options = false;
+        } else if (options && arg.size() > 1 && arg[0] == '-') {
+            return Fail("fingerprint: unexpected option '" + arg +
+                        "' (see sprig fingerprint --help)");
+        } else {
+            files.push_back(arg);
+        }
+    }
+    if (files.empty())
+        return Fail("fingerprint: no files given (see sprig fingerprint --help)");
+    bool ok = true;
+    for (const std::string& path : files) {
+        if (!FingerprintFile(path))
+            ok = false;
+        std::fflush(stdout);
+    }
+    return ok ? 0 : 1;
+}
+
+const CommandRegistration registration({
+    "fingerprint",
+    "FILE...",
+    "print the pixel fingerprint and the MD5 of picture files",
+    "For each PNG file, prints one line:\n"
+    "\n"
+    "  PIXELS MD5 FILE\n"
+    "\n"
+    "PIXELS is the 16-digit fingerprint of the picture's pixels in a 32-bit world\n"
+    "(GetHashBitmap16), MD5 the 32-digit MD5 of the file's bytes (GetHashBitmap32):\n"
+    "the two keys a host puts in its fingerprint table. A file that cannot be read\n"
+    "or is not a picture is reported on standard error and the others are still\n"
+    "done; the exit status is then 1. Pictures wider than 4092 pixels do not fit\n"
+    "a world and are reported too.\n",
+    RunFingerprint,
+});
+
+} // namespace
