@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "sprig/fingerprints.h"
+#include "sprig/packing.h"
 #include "sprig/platform.h"
 #include "tools/command.h"
 #include "tools/file_io.h"
@@ -61,6 +62,41 @@ bool FingerprintPng(const std::string& path, char* fingerprint, std::string* err
     return true;
 }
 
+// True when the file carries one of the two packed signatures at bytes 4-11.
+bool HasPackedSignature(const std::vector<uint8_t>& bytes)
+{
+    return bytes.size() >= 12 && (std::memcmp(bytes.data() + 4, Signature, 8) == 0 ||
+                                  std::memcmp(bytes.data() + 4, OldSignature, 8) == 0);
+}
+
+// Checks a packed picture, expands it into a world and takes the fingerprint
+// of its pixels. A picture that fails the check is never decoded.
+bool FingerprintPacked(const std::string& path, const std::vector<uint8_t>& bytes,
+                       const PackedPictureInfo& info, char* fingerprint, std::string* error)
+{
+    if (info.width > kMaxWorldWidth) {
+        *error = path + ": " + std::to_string(info.width) + " pixels wide; worlds hold at most " +
+                 std::to_string(kMaxWorldWidth);
+        return false;
+    }
+    // The decoders read whole words: give them an aligned copy.
+    std::vector<uint32_t> words((bytes.size() + 3) / 4, 0);
+    std::memcpy(words.data(), bytes.data(), bytes.size());
+    int32_t width = 0;
+    int32_t height = 0;
+    int32_t rowBytes = 0;
+    GWorldPtr world = UncompressGWorld(words.data(), &width, &height, &rowBytes);
+    if (!world) {
+        *error = path + ": cannot make a " + std::to_string(info.width) + " x " +
+                 std::to_string(info.height) + " world";
+        return false;
+    }
+    WorldPtr owner(world);
+    UnlockPixels(GetGWorldPixMap(world));
+    GetHashBitmap16(world, fingerprint);
+    return true;
+}
+
 // One file: prints its line, or reports its problem and returns false.
 bool FingerprintFile(const std::string& path)
 {
@@ -81,8 +117,20 @@ bool FingerprintFile(const std::string& path)
             return false;
         }
     } else {
-        Fail(path + ": not a PNG or packed picture");
-        return false;
+        PackedPictureInfo info;
+        std::memset(&info, 0, sizeof info);
+        if (CheckPackedPicture(bytes.data(), bytes.size(), &info)) {
+            if (!FingerprintPacked(path, bytes, info, pixels, &error)) {
+                Fail(error);
+                return false;
+            }
+        } else if (HasPackedSignature(bytes)) {
+            Fail(path + ": damaged packed picture (" + info.reason + ")");
+            return false;
+        } else {
+            Fail(path + ": not a PNG or packed picture");
+            return false;
+        }
     }
     char md5[33];
     GetHashBitmap32(bytes.data(), static_cast<uint32_t>(bytes.size()), md5);
@@ -123,7 +171,7 @@ const CommandRegistration registration({
     "fingerprint",
     "FILE...",
     "print the pixel fingerprint and the MD5 of picture files",
-    "For each PNG file, prints one line:\n"
+    "For each PNG file or packed picture, prints one line:\n"
     "\n"
     "  PIXELS MD5 FILE\n"
     "\n"
@@ -131,8 +179,9 @@ const CommandRegistration registration({
     "(GetHashBitmap16), MD5 the 32-digit MD5 of the file's bytes (GetHashBitmap32):\n"
     "the two keys a host puts in its fingerprint table. A file that cannot be read\n"
     "or is not a picture is reported on standard error and the others are still\n"
-    "done; the exit status is then 1. Pictures wider than 4092 pixels do not fit\n"
-    "a world and are reported too.\n",
+    "done; the exit status is then 1. Packed pictures are checked before they are\n"
+    "expanded. Pictures wider than 4092 pixels do not fit a world and are\n"
+    "reported too.\n",
     RunFingerprint,
 });
 

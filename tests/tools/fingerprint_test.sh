@@ -52,6 +52,29 @@ read -r small_pixels small_md5 _ < <(sed -n 3p "$work/out.txt")
 expect_status 0 "$SPRIG" fingerprint "$work/again.png"
 [ "$(cut -d' ' -f1-2 "$work/out.txt")" = "$card_pixels $card_md5" ] || fail "again.png differs"
 
+# Packed pictures with the same pixels as one.png and two.png, checked and
+# expanded into a world. cur.pict is two.png in the current encoding: header
+# (size 48, "Format01", 0, width 1, height 2), row table (word offsets 8 and
+# 10), and one run packet per row (control 0xC0000001: run, last, count 1)
+# with its stored pixel, bytes blue, green, red, alpha. old.pict is one.png
+# in the older encoding: its one row table entry, bit 31 set, is the pixel
+# that fills the row.
+printf '\x30\x00\x00\x00Format01\x00\x00\x00\x00\x01\x00\x00\x00\x02\x00\x00\x00\x08\x00\x00\x00\x0a\x00\x00\x00\x01\x00\x00\xc0\x00\x00\x00\x00\x01\x00\x00\xc0\x4d\x24\x8c\xa4' >"$work/cur.pict"
+printf '\x1c\x00\x00\x00Compress\x00\x00\x00\x00\x01\x00\x00\x00\x01\x00\x00\x00\x4d\x24\x8c\xa4' >"$work/old.pict"
+# The same as cur.pict but 4093 pixels wide, and cur.pict cut short.
+printf '\x30\x00\x00\x00Format01\x00\x00\x00\x00\xfd\x0f\x00\x00\x02\x00\x00\x00\x08\x00\x00\x00\x0a\x00\x00\x00\xfd\x0f\x00\xc0\x00\x00\x00\x00\xfd\x0f\x00\xc0\x4d\x24\x8c\xa4' >"$work/wide.pict"
+head -c 40 "$work/cur.pict" >"$work/cut.pict"
+expect_status 0 "$SPRIG" fingerprint "$work/cur.pict" "$work/old.pict"
+[ "$(sed -n 1p "$work/out.txt")" = "0000341200000000 $(md5 "$work/cur.pict") $work/cur.pict" ] \
+    || fail "cur.pict: $(sed -n 1p "$work/out.txt")"
+[ "$(sed -n 2p "$work/out.txt")" = "3412000000000000 $(md5 "$work/old.pict") $work/old.pict" ] \
+    || fail "old.pict: $(sed -n 2p "$work/out.txt")"
+expect_status 1 "$SPRIG" fingerprint "$work/cut.pict" "$work/wide.pict" "$work/cur.pict"
+grep -q "cut.pict: damaged packed picture" "$work/err.txt" || fail "cut packed picture not reported"
+grep -q "wide.pict: 4093 pixels wide" "$work/err.txt" || fail "wide packed picture not reported"
+[ "$(wc -l <"$work/err.txt")" -eq 2 ] || fail "expected two error lines: $(cat "$work/err.txt")"
+[ "$(cut -d' ' -f1 "$work/out.txt")" = 0000341200000000 ] || fail "cur.pict after bad ones"
+
 # Bad files: one line each on standard error naming the file, the good files
 # still printed, exit status 1 at the end.
 echo "not a picture" >"$work/text.txt"
