@@ -136,7 +136,7 @@ uint32_t* Compress(GWorldPtr gw, int32_t left, int32_t top, int32_t width, int32
 
 uint32_t* CompressBuffer(const uint32_t* pixels, int32_t width, int32_t height, int32_t rowBytes)
 {
-    if (!pixels || width < 0 || height < 0 || rowBytes % 4 ||
+    if ((!pixels && width > 0 && height > 0) || width < 0 || height < 0 || rowBytes % 4 ||
         int64_t{rowBytes} < 4 * int64_t{width})
         return nullptr;
     return PackPixels(pixels, width, height, rowBytes / 4);
