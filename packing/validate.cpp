@@ -150,10 +150,10 @@ Boolean CheckRow16(PackedPictureInfo* info, const ByteReader& in, size_t rowsEnd
 
 Boolean CheckPicture(const void* bytes, size_t length, PackedPictureInfo* info)
 {
-    if (!bytes)
-        return Reject(info, "no picture");
     if (length < 4 * kHeaderWords)
         return Reject(info, "%zu bytes are too few for the 24-byte header", length);
+    if (!bytes)
+        return Reject(info, "no picture");
     const ByteReader in(bytes);
     const auto* raw = static_cast<const uint8_t*>(bytes);
     bool older = false;
@@ -197,10 +197,10 @@ Boolean CheckPicture(const void* bytes, size_t length, PackedPictureInfo* info)
 Boolean CheckPicture16(const void* bytes, size_t length, PackedPictureInfo* info)
 {
     info->encoding = kPacked16;
-    if (!bytes)
-        return Reject(info, "no picture");
     if (length < 12)
         return Reject(info, "%zu bytes are too few for the 12-byte header", length);
+    if (!bytes)
+        return Reject(info, "no picture");
     const ByteReader in(bytes);
     const uint32_t width = in.Word(0);
     const uint32_t height = in.Word(4);
