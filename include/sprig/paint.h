@@ -117,7 +117,8 @@ SPRIG_EXPORT int32_t PaintPaintArc(Rect* rect, OurPS* state, bool fill);
 /* The mixing pass over a rectangle of surface pixels. Painting writes opaque
  * paint as it is and mixes partial paint over the source with MyMixColors;
  * erasing lowers the source's alpha by the paint's alpha. Pixels whose
- * coverage maps to alpha 0 are not written. Returns true. */
+ * coverage maps to alpha 0 are not written; mask bytes above 63 count as
+ * full coverage. Returns true. */
 SPRIG_EXPORT bool PaintEraseMix(Rect* rect, OurPS* state, bool erase);
 SPRIG_EXPORT int32_t PaintMix(Rect* rect, OurPS* state);
 SPRIG_EXPORT int32_t EraseMix(Rect* rect, OurPS* state);
