@@ -1,0 +1,676 @@
+// Drawing contexts on cairo.
+//
+// A context opened on a world draws into a cairo image surface laid over the
+// world's own pixel memory. Between drawing calls the memory holds our pixel
+// words; for each drawing, the device-pixel rectangle the drawing can touch
+// (its extents, within the clip and the world) is mirrored into cairo's form
+// in place, drawn on, and mirrored back (cg_pixels_p.h). The mirror is a byte
+// reversal, so every pixel the drawing leaves alone keeps its exact bits, and
+// a pen line on a large stage costs only the pixels around the line.
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <new>
+#include <vector>
+
+#include "platform/cg_context_p.h"
+#include "platform/cg_pixels_p.h"
+#include "platform/region_p.h"
+#include "platform/world_p.h"
+
+namespace {
+
+// A rectangle of device pixels, x1 <= x < x2, y1 <= y < y2.
+struct PixelBox
+{
+    int x1, y1, x2, y2;
+
+    bool Empty() const { return x2 <= x1 || y2 <= y1; }
+};
+
+PixelBox Intersect(const PixelBox& a, const PixelBox& b)
+{
+    return {std::max(a.x1, b.x1), std::max(a.y1, b.y1), std::min(a.x2, b.x2), std::min(a.y2, b.y2)};
+}
+
+int ClampToInt(double v)
+{
+    constexpr double kLimit = 1 << 30;
+    if (!(v > -kLimit)) // also catches NaN
+        return -(1 << 30);
+    if (v > kLimit)
+        return 1 << 30;
+    return static_cast<int>(v);
+}
+
+// The device pixels under a rectangle of the current user space, grown by
+// margin pixels on every side.
+PixelBox DeviceBoxOf(cairo_t* cr, double x1, double y1, double x2, double y2, int margin)
+{
+    double xs[4] = {x1, x2, x1, x2};
+    double ys[4] = {y1, y1, y2, y2};
+    double minX = std::numeric_limits<double>::infinity();
+    double minY = minX;
+    double maxX = -minX;
+    double maxY = -minX;
+    for (int i = 0; i < 4; i++) {
+        cairo_user_to_device(cr, &xs[i], &ys[i]);
+        minX = std::min(minX, xs[i]);
+        maxX = std::max(maxX, xs[i]);
+        minY = std::min(minY, ys[i]);
+        maxY = std::max(maxY, ys[i]);
+    }
+    return {ClampToInt(std::floor(minX)) - margin, ClampToInt(std::floor(minY)) - margin,
+            ClampToInt(std::ceil(maxX)) + margin, ClampToInt(std::ceil(maxY)) + margin};
+}
+
+// The device pixels of the world that a drawing confined to box can change.
+PixelBox TouchableArea(CGContextRef c, const PixelBox& box)
+{
+    double x1, y1, x2, y2;
+    cairo_clip_extents(c->cr, &x1, &y1, &x2, &y2);
+    PixelBox area = Intersect(box, DeviceBoxOf(c->cr, x1, y1, x2, y2, 0));
+    const PixMap* pm = &c->world->pixMap;
+    return Intersect(area, {0, 0, pm->bounds.right, pm->bounds.bottom});
+}
+
+// Runs draw() with the pixels of area in cairo's form; the rest of the world
+// is never looked at.
+template <class Draw>
+void DrawIntoWorld(CGContextRef c, const PixelBox& area, Draw draw)
+{
+    if (area.Empty())
+        return;
+    const PixMap* pm = &c->world->pixMap;
+    const ptrdiff_t rowBytes = RowBytesOf(pm);
+    uint8_t* first = reinterpret_cast<uint8_t*>(pm->baseAddr) + area.y1 * rowBytes + area.x1 * 4;
+    const int width = area.x2 - area.x1;
+    const int height = area.y2 - area.y1;
+    cairo_surface_flush(c->worldSurface);
+    MirrorRows(first, rowBytes, width, height);
+    cairo_surface_mark_dirty_rectangle(c->worldSurface, area.x1, area.y1, width, height);
+    draw();
+    cairo_surface_flush(c->worldSurface);
+    MirrorRows(first, rowBytes, width, height);
+    cairo_surface_mark_dirty_rectangle(c->worldSurface, area.x1, area.y1, width, height);
+}
+
+// How many device pixels one unit of user space spans (for the uniform
+// scales the library uses).
+double DeviceScale(cairo_t* cr)
+{
+    cairo_matrix_t m;
+    cairo_get_matrix(cr, &m);
+    return std::sqrt(std::fabs(m.xx * m.yy - m.xy * m.yx));
+}
+
+bool IsHairline(cairo_t* cr)
+{
+    return cairo_get_antialias(cr) == CAIRO_ANTIALIAS_NONE &&
+           cairo_get_line_width(cr) * DeviceScale(cr) < 1.0;
+}
+
+// The pixels of a stroke one pixel wide: each segment of the flattened path
+// is walked from the pixel holding its start to the pixel holding its end
+// (Bresenham), so consecutive segments join without gaps; pixels are kept in
+// horizontal runs. Dashes are measured along the path in user space.
+class Hairline
+{
+  public:
+    struct Run
+    {
+        int x, y, width;
+    };
+
+    Hairline(cairo_t* cr, const PixelBox& limit) : mLimit(limit)
+    {
+        const int count = cairo_get_dash_count(cr);
+        if (count > 0) {
+            mDash.resize(static_cast<size_t>(count));
+            cairo_get_dash(cr, mDash.data(), &mDashOffset);
+            for (double d : mDash)
+                mPeriod += d;
+        }
+        const double scale = DeviceScale(cr);
+        mUserPerDevice = scale > 0 ? 1.0 / scale : 0.0;
+
+        cairo_path_t* path = cairo_copy_path_flat(cr);
+        double startX = 0, startY = 0, x = 0, y = 0;
+        for (int i = 0; i < path->num_data; i += path->data[i].header.length) {
+            const cairo_path_data_t* d = &path->data[i];
+            if (d->header.type == CAIRO_PATH_MOVE_TO) {
+                startX = x = d[1].point.x;
+                startY = y = d[1].point.y;
+                cairo_user_to_device(cr, &startX, &startY);
+                x = startX;
+                y = startY;
+                mDistance = 0;
+                mHaveLast = false;
+            } else if (d->header.type == CAIRO_PATH_LINE_TO) {
+                double nx = d[1].point.x, ny = d[1].point.y;
+                cairo_user_to_device(cr, &nx, &ny);
+                Segment(x, y, nx, ny);
+                x = nx;
+                y = ny;
+            } else if (d->header.type == CAIRO_PATH_CLOSE_PATH) {
+                Segment(x, y, startX, startY);
+                x = startX;
+                y = startY;
+            }
+        }
+        cairo_path_destroy(path);
+    }
+
+    const std::vector<Run>& Runs() const { return mRuns; }
+
+    PixelBox Bounds() const
+    {
+        PixelBox box = {0, 0, 0, 0};
+        bool first = true;
+        for (const Run& r : mRuns) {
+            const PixelBox b = {r.x, r.y, r.x + r.width, r.y + 1};
+            box = first ? b
+                        : PixelBox{std::min(box.x1, b.x1), std::min(box.y1, b.y1),
+                                   std::max(box.x2, b.x2), std::max(box.y2, b.y2)};
+            first = false;
+        }
+        return box;
+    }
+
+  private:
+    bool DashOn(double distance) const
+    {
+        if (mDash.empty() || mPeriod <= 0)
+            return true;
+        double pos = std::fmod(distance + mDashOffset, mPeriod);
+        if (pos < 0)
+            pos += mPeriod;
+        for (size_t i = 0; i < mDash.size(); i++) {
+            if (pos < mDash[i])
+                return i % 2 == 0;
+            pos -= mDash[i];
+        }
+        return false;
+    }
+
+    void Segment(double x0, double y0, double x1, double y1)
+    {
+        const double length = std::hypot(x1 - x0, y1 - y0) * mUserPerDevice;
+        if (!std::isfinite(length))
+            return;
+        const double startDistance = mDistance;
+        mDistance += length;
+        // A segment reaching far outside the area that can be drawn is cut
+        // down to it first, so that its walk stays short.
+        if (!Inside(x0, y0) || !Inside(x1, y1)) {
+            double t0 = 0, t1 = 1;
+            if (!ClipSegment(x0, y0, x1, y1, &t0, &t1))
+                return;
+            const double dx = x1 - x0, dy = y1 - y0;
+            const double cx0 = x0 + t0 * dx, cy0 = y0 + t0 * dy;
+            x1 = x0 + t1 * dx;
+            y1 = y0 + t1 * dy;
+            x0 = cx0;
+            y0 = cy0;
+        }
+        int px = static_cast<int>(std::floor(x0)), py = static_cast<int>(std::floor(y0));
+        const int qx = static_cast<int>(std::floor(x1)), qy = static_cast<int>(std::floor(y1));
+        const int dx = std::abs(qx - px), dy = -std::abs(qy - py);
+        const int sx = px < qx ? 1 : -1, sy = py < qy ? 1 : -1;
+        const int steps = std::max(dx, -dy);
+        int error = dx + dy;
+        for (int k = 0;; k++) {
+            const double along = steps ? length * k / steps : 0.0;
+            if (DashOn(startDistance + along))
+                Add(px, py);
+            if (px == qx && py == qy)
+                break;
+            const int e2 = 2 * error;
+            if (e2 >= dy) {
+                error += dy;
+                px += sx;
+            }
+            if (e2 <= dx) {
+                error += dx;
+                py += sy;
+            }
+        }
+    }
+
+    bool Inside(double x, double y) const
+    {
+        return x >= mLimit.x1 - 2 && x <= mLimit.x2 + 2 && y >= mLimit.y1 - 2 && y <= mLimit.y2 + 2;
+    }
+
+    // Liang-Barsky against the limit grown by two pixels.
+    bool ClipSegment(double x0, double y0, double x1, double y1, double* t0, double* t1) const
+    {
+        const double p[4] = {-(x1 - x0), x1 - x0, -(y1 - y0), y1 - y0};
+        const double q[4] = {x0 - (mLimit.x1 - 2), (mLimit.x2 + 2) - x0, y0 - (mLimit.y1 - 2),
+                             (mLimit.y2 + 2) - y0};
+        for (int i = 0; i < 4; i++) {
+            if (p[i] == 0) {
+                if (q[i] < 0)
+                    return false;
+                continue;
+            }
+            const double r = q[i] / p[i];
+            if (p[i] < 0)
+                *t0 = std::max(*t0, r);
+            else
+                *t1 = std::min(*t1, r);
+        }
+        return *t0 <= *t1;
+    }
+
+    void Add(int x, int y)
+    {
+        if (mHaveLast && x == mLastX && y == mLastY)
+            return; // the joint of two segments
+        mHaveLast = true;
+        mLastX = x;
+        mLastY = y;
+        if (!mRuns.empty()) {
+            Run& last = mRuns.back();
+            if (last.y == y && last.x + last.width == x) {
+                last.width++;
+                return;
+            }
+        }
+        mRuns.push_back({x, y, 1});
+    }
+
+    PixelBox mLimit;
+    std::vector<double> mDash;
+    double mDashOffset = 0;
+    double mPeriod = 0;
+    double mUserPerDevice = 1;
+    double mDistance = 0;
+    bool mHaveLast = false;
+    int mLastX = 0, mLastY = 0;
+    std::vector<Run> mRuns;
+};
+
+PixelBox NoLimit()
+{
+    return {-(1 << 30), -(1 << 30), 1 << 30, 1 << 30};
+}
+
+void StrokeHairline(CGContextRef c)
+{
+    cairo_t* cr = c->cr;
+    PixelBox limit = NoLimit();
+    if (c->world)
+        limit = TouchableArea(c, limit);
+    Hairline line(cr, limit);
+    cairo_new_path(cr);
+    if (line.Runs().empty())
+        return;
+    auto fill = [&] {
+        cairo_save(cr);
+        cairo_identity_matrix(cr);
+        for (const Hairline::Run& r : line.Runs())
+            cairo_rectangle(cr, r.x, r.y, r.width, 1);
+        cairo_set_fill_rule(cr, CAIRO_FILL_RULE_WINDING);
+        cairo_fill(cr);
+        cairo_restore(cr);
+    };
+    if (c->world)
+        DrawIntoWorld(c, TouchableArea(c, line.Bounds()), fill);
+    else
+        fill();
+}
+
+void StrokeCurrentPath(CGContextRef c)
+{
+    cairo_t* cr = c->cr;
+    if (IsHairline(cr)) {
+        StrokeHairline(c);
+        return;
+    }
+    if (!c->world) {
+        cairo_stroke(cr);
+        return;
+    }
+    double x1, y1, x2, y2;
+    cairo_stroke_extents(cr, &x1, &y1, &x2, &y2);
+    const PixelBox area = TouchableArea(c, DeviceBoxOf(cr, x1, y1, x2, y2, 1));
+    if (area.Empty())
+        cairo_new_path(cr);
+    else
+        DrawIntoWorld(c, area, [cr] { cairo_stroke(cr); });
+}
+
+CGRect Standardized(CGRect r)
+{
+    if (r.size.width < 0) {
+        r.origin.x += r.size.width;
+        r.size.width = -r.size.width;
+    }
+    if (r.size.height < 0) {
+        r.origin.y += r.size.height;
+        r.size.height = -r.size.height;
+    }
+    return r;
+}
+
+bool Finite(double a, double b)
+{
+    return std::isfinite(a) && std::isfinite(b);
+}
+
+// A fraction to the nearest of the 256 steps of an 8-bit channel, as a
+// fraction again: cairo takes k / 255 to exactly k.
+double ChannelFraction(CGFloat f)
+{
+    if (!(f > 0))
+        return 0;
+    if (f >= 1)
+        return 1;
+    return std::floor(f * 255.0 + 0.5) / 255.0;
+}
+
+// Runs draw() with the current path put aside, for calls that build paths
+// of their own without changing the caller's.
+template <class Draw>
+void KeepingPath(cairo_t* cr, Draw draw)
+{
+    cairo_path_t* path = cairo_copy_path(cr);
+    cairo_new_path(cr);
+    draw();
+    cairo_new_path(cr);
+    if (path->status == CAIRO_STATUS_SUCCESS)
+        cairo_append_path(cr, path);
+    cairo_path_destroy(path);
+}
+
+} // namespace
+
+CGContextRef OpenWorldContext(GWorldPtr world, bool yUp)
+{
+    const PixMap* pm = &world->pixMap;
+    const int width = pm->bounds.right - pm->bounds.left;
+    const int height = pm->bounds.bottom - pm->bounds.top;
+    cairo_surface_t* surface =
+        cairo_image_surface_create_for_data(reinterpret_cast<unsigned char*>(pm->baseAddr),
+                                            CAIRO_FORMAT_ARGB32, width, height, RowBytesOf(pm));
+    if (cairo_surface_status(surface) != CAIRO_STATUS_SUCCESS) {
+        cairo_surface_destroy(surface);
+        return nullptr;
+    }
+    cairo_t* cr = cairo_create(surface);
+    CGContextRef c =
+        cairo_status(cr) == CAIRO_STATUS_SUCCESS ? new (std::nothrow) CGContext : nullptr;
+    if (!c) {
+        cairo_destroy(cr);
+        cairo_surface_destroy(surface);
+        return nullptr;
+    }
+    if (yUp)
+        cairo_matrix_init(&c->base, 1, 0, 0, -1, 0, height);
+    else
+        cairo_matrix_init_identity(&c->base);
+    cairo_set_matrix(cr, &c->base);
+    c->cr = cr;
+    c->yUp = yUp;
+    c->savedStates = 0;
+    c->world = world;
+    c->worldSurface = surface;
+    return c;
+}
+
+extern "C" {
+
+OSStatus QDBeginCGContext(CGrafPtr port, CGContextRef* context)
+{
+    if (!context)
+        return paramErr;
+    *context = nullptr;
+    if (!port || !port->pixMap.baseAddr || port->pixMap.pixelSize != 32)
+        return paramErr;
+    *context = OpenWorldContext(port, true);
+    return *context ? noErr : memFullErr;
+}
+
+OSStatus QDEndCGContext(CGrafPtr port, CGContextRef* context)
+{
+    if (!context || !*context || (*context)->world != port)
+        return paramErr;
+    CGContextRelease(*context);
+    *context = nullptr;
+    return noErr;
+}
+
+CGContextRef CGContextCreateWithCairo(cairo_t* cr, CGFloat height)
+{
+    if (!cr || cairo_status(cr) != CAIRO_STATUS_SUCCESS || !std::isfinite(height))
+        return nullptr;
+    CGContextRef c = new (std::nothrow) CGContext;
+    if (!c)
+        return nullptr;
+    c->cr = cairo_reference(cr);
+    cairo_save(cr);
+    if (height > 0) {
+        cairo_translate(cr, 0, height);
+        cairo_scale(cr, 1, -1);
+    }
+    cairo_get_matrix(cr, &c->base);
+    c->yUp = height > 0;
+    c->savedStates = 0;
+    c->world = nullptr;
+    c->worldSurface = nullptr;
+    return c;
+}
+
+void CGContextRelease(CGContextRef c)
+{
+    if (!c)
+        return;
+    if (c->world) {
+        cairo_destroy(c->cr);
+        cairo_surface_finish(c->worldSurface);
+        cairo_surface_destroy(c->worldSurface);
+    } else {
+        for (; c->savedStates > 0; c->savedStates--)
+            cairo_restore(c->cr);
+        cairo_restore(c->cr);
+        cairo_destroy(c->cr);
+    }
+    delete c;
+}
+
+} // extern "C"
+
+void CGContextSaveGState(CGContextRef c)
+{
+    cairo_save(c->cr);
+    c->savedStates++;
+}
+
+void CGContextRestoreGState(CGContextRef c)
+{
+    if (c->savedStates == 0)
+        return;
+    cairo_restore(c->cr);
+    c->savedStates--;
+}
+
+void CGContextSetShouldAntialias(CGContextRef c, bool antialias)
+{
+    cairo_set_antialias(c->cr, antialias ? CAIRO_ANTIALIAS_DEFAULT : CAIRO_ANTIALIAS_NONE);
+}
+
+void CGContextSetRGBStrokeColor(CGContextRef c, CGFloat red, CGFloat green, CGFloat blue,
+                                CGFloat alpha)
+{
+    cairo_set_source_rgba(c->cr, ChannelFraction(red), ChannelFraction(green),
+                          ChannelFraction(blue), ChannelFraction(alpha));
+}
+
+void CGContextSetLineWidth(CGContextRef c, CGFloat width)
+{
+    cairo_set_line_width(c->cr, width > 0 ? width : 0);
+}
+
+void CGContextSetLineCap(CGContextRef c, CGLineCap cap)
+{
+    switch (cap) {
+    case kCGLineCapRound:
+        cairo_set_line_cap(c->cr, CAIRO_LINE_CAP_ROUND);
+        break;
+    case kCGLineCapSquare:
+        cairo_set_line_cap(c->cr, CAIRO_LINE_CAP_SQUARE);
+        break;
+    default:
+        cairo_set_line_cap(c->cr, CAIRO_LINE_CAP_BUTT);
+        break;
+    }
+}
+
+void CGContextSetLineDash(CGContextRef c, CGFloat phase, const CGFloat* lengths, size_t count)
+{
+    bool usable = lengths && count > 0 && std::isfinite(phase);
+    bool anyLength = false;
+    for (size_t i = 0; usable && i < count; i++) {
+        usable = std::isfinite(lengths[i]) && lengths[i] >= 0;
+        anyLength = anyLength || lengths[i] > 0;
+    }
+    if (usable && anyLength)
+        cairo_set_dash(c->cr, lengths, static_cast<int>(count), phase);
+    else
+        cairo_set_dash(c->cr, nullptr, 0, 0);
+}
+
+void CGContextTranslateCTM(CGContextRef c, CGFloat tx, CGFloat ty)
+{
+    if (Finite(tx, ty))
+        cairo_translate(c->cr, tx, ty);
+}
+
+void CGContextScaleCTM(CGContextRef c, CGFloat sx, CGFloat sy)
+{
+    if (Finite(sx, sy) && sx != 0 && sy != 0)
+        cairo_scale(c->cr, sx, sy);
+}
+
+void CGContextBeginPath(CGContextRef c)
+{
+    cairo_new_path(c->cr);
+}
+
+void CGContextMoveToPoint(CGContextRef c, CGFloat x, CGFloat y)
+{
+    if (Finite(x, y))
+        cairo_move_to(c->cr, x, y);
+}
+
+void CGContextAddLineToPoint(CGContextRef c, CGFloat x, CGFloat y)
+{
+    if (Finite(x, y) && cairo_has_current_point(c->cr))
+        cairo_line_to(c->cr, x, y);
+}
+
+void CGContextClosePath(CGContextRef c)
+{
+    cairo_close_path(c->cr);
+}
+
+void CGContextAddRect(CGContextRef c, CGRect rect)
+{
+    rect = Standardized(rect);
+    if (Finite(rect.origin.x, rect.origin.y) && Finite(rect.size.width, rect.size.height))
+        cairo_rectangle(c->cr, rect.origin.x, rect.origin.y, rect.size.width, rect.size.height);
+}
+
+void CGContextStrokePath(CGContextRef c)
+{
+    StrokeCurrentPath(c);
+}
+
+void CGContextStrokeRect(CGContextRef c, CGRect rect)
+{
+    cairo_new_path(c->cr);
+    CGContextAddRect(c, rect);
+    StrokeCurrentPath(c);
+}
+
+void CGContextStrokeRectWithWidth(CGContextRef c, CGRect rect, CGFloat width)
+{
+    cairo_save(c->cr);
+    CGContextSetLineWidth(c, width);
+    CGContextStrokeRect(c, rect);
+    cairo_restore(c->cr);
+}
+
+void CGContextDrawImage(CGContextRef c, CGRect rect, CGImageRef image)
+{
+    rect = Standardized(rect);
+    const double x = rect.origin.x, y = rect.origin.y;
+    const double w = rect.size.width, h = rect.size.height;
+    if (!image || !Finite(x, y) || !Finite(w, h) || w == 0 || h == 0)
+        return;
+    cairo_t* cr = c->cr;
+    PixelBox area = {0, 0, 0, 0};
+    if (c->world) {
+        area = TouchableArea(c, DeviceBoxOf(cr, x, y, x + w, y + h, 1));
+        if (area.Empty())
+            return;
+    }
+    cairo_surface_t* pixels = CairoSurfaceOfImage(image);
+    if (!pixels)
+        return;
+    cairo_pattern_t* pattern = cairo_pattern_create_for_surface(pixels);
+    // User space to image space: the image's first row lies at y + h.
+    cairo_matrix_t toImage;
+    cairo_matrix_init(&toImage, image->width / w, 0, 0, -image->height / h, -x * image->width / w,
+                      (y + h) * image->height / h);
+    cairo_pattern_set_matrix(pattern, &toImage);
+    cairo_pattern_set_extend(pattern, CAIRO_EXTEND_PAD);
+    cairo_pattern_set_filter(pattern, CAIRO_FILTER_GOOD);
+    KeepingPath(cr, [&] {
+        cairo_save(cr);
+        cairo_set_source(cr, pattern);
+        cairo_rectangle(cr, x, y, w, h);
+        if (c->world)
+            DrawIntoWorld(c, area, [cr] { cairo_fill(cr); });
+        else
+            cairo_fill(cr);
+        cairo_restore(cr);
+    });
+    cairo_pattern_destroy(pattern);
+    cairo_surface_destroy(pixels);
+}
+
+OSStatus ClipCGContextToRegion(CGContextRef c, const Rect* portRect, RgnHandle region)
+{
+    if (!c || !portRect || !region)
+        return paramErr;
+    cairo_t* cr = c->cr;
+    KeepingPath(cr, [&] {
+        cairo_matrix_t current;
+        cairo_get_matrix(cr, &current);
+        cairo_set_matrix(cr, &c->base);
+        int count = 0;
+        const pixman_box32_t* boxes = pixman_region32_rectangles(PixmanRegion(region), &count);
+        for (int i = 0; i < count; i++) {
+            const pixman_box32_t& b = boxes[i];
+            const double y = c->yUp ? portRect->bottom - b.y2 : b.y1 - portRect->top;
+            cairo_rectangle(cr, b.x1 - portRect->left, y, b.x2 - b.x1, b.y2 - b.y1);
+        }
+        // An empty path clips everything away.
+        cairo_set_fill_rule(cr, CAIRO_FILL_RULE_WINDING);
+        cairo_clip(cr);
+        cairo_set_matrix(cr, &current);
+    });
+    return noErr;
+}
+
+void CGContextFlush(CGContextRef c)
+{
+    cairo_surface_flush(cairo_get_target(c->cr));
+}
+
+void CGContextSynchronize(CGContextRef c)
+{
+    cairo_surface_flush(cairo_get_target(c->cr));
+}

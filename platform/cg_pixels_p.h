@@ -1,0 +1,93 @@
+// Between the library's pixel word and cairo's, in one place.
+//
+// Our pixel word is stored as the bytes A, R, G, B from the lowest address;
+// cairo's CAIRO_FORMAT_ARGB32 is a native-endian word 0xAARRGGBB, stored on
+// a little-endian machine as B, G, R, A, with premultiplied colours:
+//
+//     ours   [BBBBBBBB][GGGGGGGG][RRRRRRRR][AAAAAAAA]
+//     cairo  [AAAAAAAA][RRRRRRRR][GGGGGGGG][BBBBBBBB]
+//
+// A context opened on a world reads the world's bytes as premultiplied
+// pixels, so mirroring a world into cairo's form is a byte reversal, which is
+// its own inverse and loses nothing. An image with straight alpha is
+// premultiplied on its way in, each channel rounded to nearest.
+#ifndef SPRIG_PLATFORM_CG_PIXELS_P_H
+#define SPRIG_PLATFORM_CG_PIXELS_P_H
+
+#include <cstddef>
+#include <cstdint>
+
+#include "sprig/coregraphics.h"
+
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__,
+              "the pixel word and cairo's word are laid out for a little-endian machine");
+
+// Our word to cairo's and back: the four bytes reversed.
+constexpr uint32_t MirrorWord(uint32_t word)
+{
+    return __builtin_bswap32(word);
+}
+
+// c * a / 255 rounded to nearest, exact for 8-bit c and a.
+constexpr uint32_t MultiplyRounded(uint32_t c, uint32_t a)
+{
+    const uint32_t t = c * a + 128;
+    return (t + (t >> 8)) >> 8;
+}
+
+// Cairo's word of a straight-alpha colour.
+constexpr uint32_t PremultipliedWord(uint32_t a, uint32_t r, uint32_t g, uint32_t b)
+{
+    if (a == 255)
+        return 0xFF000000u | (r << 16) | (g << 8) | b;
+    if (a == 0)
+        return 0;
+    return (a << 24) | (MultiplyRounded(r, a) << 16) | (MultiplyRounded(g, a) << 8) |
+           MultiplyRounded(b, a);
+}
+
+// Cairo's word of one 32-bit image pixel read as a little-endian word, for
+// the alpha layouts images support (memory order is big-endian, so the
+// first byte of the pixel is the word's low byte).
+constexpr uint32_t ImagePixelToCairo(uint32_t word, uint32_t alphaInfo)
+{
+    const uint32_t b0 = word & 0xFF;
+    const uint32_t b1 = (word >> 8) & 0xFF;
+    const uint32_t b2 = (word >> 16) & 0xFF;
+    const uint32_t b3 = word >> 24;
+    switch (alphaInfo) {
+    case kCGImageAlphaPremultipliedLast:
+        return (b3 << 24) | (b0 << 16) | (b1 << 8) | b2;
+    case kCGImageAlphaPremultipliedFirst:
+        return MirrorWord(word);
+    case kCGImageAlphaLast:
+        return PremultipliedWord(b3, b0, b1, b2);
+    case kCGImageAlphaFirst:
+        return PremultipliedWord(b0, b1, b2, b3);
+    case kCGImageAlphaNoneSkipLast:
+        return 0xFF000000u | (b0 << 16) | (b1 << 8) | b2;
+    case kCGImageAlphaNoneSkipFirst:
+        return 0xFF000000u | (b1 << 16) | (b2 << 8) | b3;
+    default:
+        return 0;
+    }
+}
+
+// Reverses the bytes of every pixel of a block of rows in place.
+inline void MirrorRows(uint8_t* firstRow, ptrdiff_t rowBytes, int width, int height)
+{
+    for (int v = 0; v < height; v++, firstRow += rowBytes) {
+        uint32_t* p = reinterpret_cast<uint32_t*>(firstRow);
+        for (int h = 0; h < width; h++)
+            p[h] = MirrorWord(p[h]);
+    }
+}
+
+// Converts one row of image pixels into cairo's words.
+inline void ImageRowToCairo(const uint32_t* src, uint32_t* dst, int width, uint32_t alphaInfo)
+{
+    for (int h = 0; h < width; h++)
+        dst[h] = ImagePixelToCairo(src[h], alphaInfo);
+}
+
+#endif
