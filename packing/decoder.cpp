@@ -172,6 +172,21 @@ void DecodeOlder(WordSpan picture, uint32_t row, uint32_t width, uint32_t* dst)
     DecodeOlderRow(picture, entry, width, dst);
 }
 
+// The row decoder of either encoding, the signature tested by the caller.
+void DecodeRowAs(bool current, WordSpan picture, uint32_t row, uint32_t width, uint32_t* dst)
+{
+    if (!current) {
+        DecodeOlder(picture, row, width, dst);
+        return;
+    }
+    uint32_t entry = 0;
+    if (!TableEntry(picture, row, &entry)) {
+        ZeroRest(dst, 0, width);
+        return;
+    }
+    DecodeCurrentRow(picture, entry, width, dst);
+}
+
 inline bool RowInPicture(WordSpan picture, uint32_t row)
 {
     if (!picture.Has(kHeightWord, 1))
@@ -198,16 +213,7 @@ bool IsCurrentEncoding(WordSpan picture)
 
 void DecodeRow(WordSpan picture, uint32_t row, uint32_t width, uint32_t* dst)
 {
-    if (!IsCurrentEncoding(picture)) {
-        DecodeOlder(picture, row, width, dst);
-        return;
-    }
-    uint32_t entry = 0;
-    if (!TableEntry(picture, row, &entry)) {
-        ZeroRest(dst, 0, width);
-        return;
-    }
-    DecodeCurrentRow(picture, entry, width, dst);
+    DecodeRowAs(IsCurrentEncoding(picture), picture, row, width, dst);
 }
 
 uint32_t* ExpandPicture(WordSpan picture, int32_t* width, int32_t* height, int32_t* rowBytes)
@@ -226,9 +232,10 @@ uint32_t* ExpandPicture(WordSpan picture, int32_t* width, int32_t* height, int32
     *rowBytes = 4 * w;
     const size_t pixels = static_cast<size_t>(w) * static_cast<size_t>(h);
     auto* buffer = new uint32_t[pixels];
+    const bool current = IsCurrentEncoding(picture);
     for (int32_t r = 0; r < h; r++)
-        DecodeRow(picture, static_cast<uint32_t>(r), static_cast<uint32_t>(w),
-                  RowAt(buffer, r, *rowBytes));
+        DecodeRowAs(current, picture, static_cast<uint32_t>(r), static_cast<uint32_t>(w),
+                    RowAt(buffer, r, *rowBytes));
     return buffer;
 }
 
@@ -262,8 +269,9 @@ GWorldPtr UncompressGWorld(uint32_t* picture, int32_t* width, int32_t* height, i
     GetPortBounds(world, &made);
     const int32_t rows = h < made.bottom ? h : made.bottom;
     const uint32_t rowWidth = static_cast<uint32_t>(w < made.right ? w : made.right);
+    const bool current = IsCurrentEncoding(span);
     for (int32_t r = 0; r < rows; r++)
-        DecodeRow(span, static_cast<uint32_t>(r), rowWidth, RowAt(base, r, *rowBytes));
+        DecodeRowAs(current, span, static_cast<uint32_t>(r), rowWidth, RowAt(base, r, *rowBytes));
     return world;
 }
 

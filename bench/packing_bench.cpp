@@ -1,0 +1,226 @@
+// Expanding and packing packed pictures, side by side with memcpy of the
+// expanded bytes (the bandwidth limit) and with libpng decoding the same
+// picture from a PNG held in memory (what a host would otherwise store).
+//
+// Two 256 x 256 pictures: a sprite (transparent surroundings, an opaque
+// two-colour shape with soft edges) and noise (every pixel different).
+// After the runs the ratios are printed; the aims for the sprite are
+// libpng / Uncompress >= 10 and Uncompress / memcpy <= 3.
+#include <benchmark/benchmark.h>
+#include <png.h>
+
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "sprig/packing.h"
+
+namespace {
+
+constexpr int kSize = 256;
+
+// [BBBBBBBB][GGGGGGGG][RRRRRRRR][AAAAAAAA]
+uint32_t Word(uint32_t red, uint32_t green, uint32_t blue, uint32_t alpha)
+{
+    return (blue << 24) | (green << 16) | (red << 8) | alpha;
+}
+
+std::vector<uint32_t> SpritePixels()
+{
+    std::vector<uint32_t> pixels(kSize * kSize);
+    for (int y = 0; y < kSize; y++)
+        for (int x = 0; x < kSize; x++) {
+            const double dx = x + 0.5 - 128, dy = y + 0.5 - 120;
+            const double r = std::sqrt(dx * dx + dy * dy);
+            // Coverage falls from 1 to 0 over two pixels at the edge.
+            const double cover = std::fmin(1.0, std::fmax(0.0, (100.0 - r) / 2.0));
+            const auto alpha = static_cast<uint32_t>(std::lround(cover * 255));
+            const bool inner = dx * dx + (dy + 30) * (dy + 30) < 40 * 40;
+            pixels[y * kSize + x] = alpha == 0 ? 0
+                                    : inner    ? Word(255, 240, 200, alpha)
+                                               : Word(230, 120, 20, alpha);
+        }
+    return pixels;
+}
+
+std::vector<uint32_t> NoisePixels()
+{
+    std::mt19937 rng(7);
+    std::vector<uint32_t> pixels(kSize * kSize);
+    for (uint32_t& p : pixels)
+        p = static_cast<uint32_t>(rng()) | 0xFF;
+    return pixels;
+}
+
+struct Subject
+{
+    std::vector<uint32_t> pixels;
+    uint32_t* packed = nullptr;
+    std::vector<uint8_t> png;
+};
+
+std::vector<uint8_t> EncodePng(const std::vector<uint32_t>& pixels)
+{
+    png_image image;
+    std::memset(&image, 0, sizeof image);
+    image.version = PNG_IMAGE_VERSION;
+    image.width = kSize;
+    image.height = kSize;
+    image.format = PNG_FORMAT_ARGB;
+    png_alloc_size_t size = 0;
+    png_image_write_to_memory(&image, nullptr, &size, 0, pixels.data(), 0, nullptr);
+    std::vector<uint8_t> bytes(size);
+    if (!png_image_write_to_memory(&image, bytes.data(), &size, 0, pixels.data(), 0, nullptr)) {
+        std::fprintf(stderr, "cannot encode PNG: %s\n", image.message);
+        std::exit(1);
+    }
+    bytes.resize(size);
+    return bytes;
+}
+
+Subject& GetSubject(bool sprite)
+{
+    static Subject subjects[2];
+    Subject& s = subjects[sprite ? 0 : 1];
+    if (!s.packed) {
+        s.pixels = sprite ? SpritePixels() : NoisePixels();
+        s.packed = CompressBuffer(s.pixels.data(), kSize, kSize, 4 * kSize);
+        s.png = EncodePng(s.pixels);
+    }
+    return s;
+}
+
+void BM_Uncompress(benchmark::State& state)
+{
+    Subject& s = GetSubject(state.range(0) != 0);
+    for (auto _ : state) {
+        int32_t width, height, rowBytes;
+        uint32_t* pixels = Uncompress(s.packed, &width, &height, &rowBytes);
+        benchmark::DoNotOptimize(pixels);
+        benchmark::ClobberMemory();
+        delete[] pixels;
+    }
+    state.SetBytesProcessed(state.iterations() * 4 * kSize * kSize);
+}
+
+void BM_Memcpy(benchmark::State& state)
+{
+    Subject& s = GetSubject(state.range(0) != 0);
+    std::vector<uint32_t> out(s.pixels.size());
+    for (auto _ : state) {
+        std::memcpy(out.data(), s.pixels.data(), 4 * s.pixels.size());
+        benchmark::DoNotOptimize(out.data());
+        benchmark::ClobberMemory();
+    }
+    state.SetBytesProcessed(state.iterations() * 4 * kSize * kSize);
+}
+
+void BM_LibpngDecode(benchmark::State& state)
+{
+    Subject& s = GetSubject(state.range(0) != 0);
+    std::vector<uint32_t> out(s.pixels.size());
+    for (auto _ : state) {
+        png_image image;
+        std::memset(&image, 0, sizeof image);
+        image.version = PNG_IMAGE_VERSION;
+        png_image_begin_read_from_memory(&image, s.png.data(), s.png.size());
+        image.format = PNG_FORMAT_ARGB;
+        png_image_finish_read(&image, nullptr, out.data(), 0, nullptr);
+        benchmark::DoNotOptimize(out.data());
+    }
+    if (std::memcmp(out.data(), s.pixels.data(), 4 * s.pixels.size()) != 0)
+        state.SkipWithError("libpng decoded other pixels");
+    state.SetBytesProcessed(state.iterations() * 4 * kSize * kSize);
+}
+
+void BM_Compress(benchmark::State& state)
+{
+    Subject& s = GetSubject(state.range(0) != 0);
+    for (auto _ : state) {
+        uint32_t* packed = CompressBuffer(s.pixels.data(), kSize, kSize, 4 * kSize);
+        benchmark::DoNotOptimize(packed);
+        std::free(packed);
+    }
+    state.SetBytesProcessed(state.iterations() * 4 * kSize * kSize);
+}
+
+void BM_LibpngEncode(benchmark::State& state)
+{
+    Subject& s = GetSubject(state.range(0) != 0);
+    std::vector<uint8_t> out(s.png.size() * 2 + 4096);
+    for (auto _ : state) {
+        png_image image;
+        std::memset(&image, 0, sizeof image);
+        image.version = PNG_IMAGE_VERSION;
+        image.width = kSize;
+        image.height = kSize;
+        image.format = PNG_FORMAT_ARGB;
+        png_alloc_size_t size = out.size();
+        png_image_write_to_memory(&image, out.data(), &size, 0, s.pixels.data(), 0, nullptr);
+        benchmark::DoNotOptimize(out.data());
+    }
+    state.SetBytesProcessed(state.iterations() * 4 * kSize * kSize);
+}
+
+// Argument 1: the sprite; 0: noise.
+BENCHMARK(BM_Uncompress)->Arg(1)->Arg(0);
+BENCHMARK(BM_Memcpy)->Arg(1)->Arg(0);
+BENCHMARK(BM_LibpngDecode)->Arg(1)->Arg(0);
+BENCHMARK(BM_Compress)->Arg(1)->Arg(0);
+BENCHMARK(BM_LibpngEncode)->Arg(1)->Arg(0);
+
+// Keeps each benchmark's time per iteration for the ratios.
+class RatioReporter : public benchmark::ConsoleReporter
+{
+  public:
+    void ReportRuns(const std::vector<Run>& runs) override
+    {
+        for (const Run& run : runs)
+            if (run.run_type == Run::RT_Iteration && !run.error_occurred)
+                mTimes[run.benchmark_name()] = run.GetAdjustedRealTime();
+        ConsoleReporter::ReportRuns(runs);
+    }
+
+    double Time(const std::string& name) const
+    {
+        const auto found = mTimes.find(name);
+        return found == mTimes.end() ? NAN : found->second;
+    }
+
+  private:
+    std::map<std::string, double> mTimes;
+};
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    benchmark::Initialize(&argc, argv);
+    RatioReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    benchmark::Shutdown();
+    for (const auto& [arg, name] : {std::pair<const char*, const char*>{"1", "sprite"},
+                                    std::pair<const char*, const char*>{"0", "noise"}}) {
+        const std::string a = std::string("/") + arg;
+        const double expand = reporter.Time("BM_Uncompress" + a);
+        const double memcpyTime = reporter.Time("BM_Memcpy" + a);
+        const double decode = reporter.Time("BM_LibpngDecode" + a);
+        const double pack = reporter.Time("BM_Compress" + a);
+        const double encode = reporter.Time("BM_LibpngEncode" + a);
+        const Subject& s = GetSubject(arg[0] == '1');
+        std::printf("%-6s packed %u bytes, PNG %zu bytes, raw %d bytes\n", name, s.packed[0],
+                    s.png.size(), 4 * kSize * kSize);
+        std::printf("%-6s expand: libpng decode / Uncompress = %.1fx (aim >= 10), "
+                    "Uncompress / memcpy = %.2fx (aim <= 3)\n",
+                    name, decode / expand, expand / memcpyTime);
+        std::printf("%-6s pack:   libpng encode / Compress = %.1fx, Compress / memcpy = %.2fx\n",
+                    name, encode / pack, pack / memcpyTime);
+    }
+    return 0;
+}
