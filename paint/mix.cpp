@@ -11,6 +11,7 @@
 
 #include "paint/paint_p.h"
 #include "sprig/blend.h"
+#include "sprig/transfer.h"
 
 namespace {
 
@@ -174,4 +175,9 @@ uint8_t DoubleMix(float f, int v)
 uint32_t EraseColors(uint32_t amount, uint32_t pixel)
 {
     return ScaleAlpha(pixel, amount);
+}
+
+void CreateShape(GWorldPtr src, GWorldPtr dst, Rect* srcRect, Rect* dstRect)
+{
+    FoolCopyBits(src, dst, srcRect, dstRect);
 }

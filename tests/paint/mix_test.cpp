@@ -1,5 +1,6 @@
 // The mixing pass and the colour functions beside it.
 #include "sprig/blend.h"
+#include "sprig/transfer.h"
 #include "tests/paint/paint_fixture.h"
 
 namespace {
@@ -110,6 +111,12 @@ TEST(PaintMix, EachCoverageLevelPicksItsOwnEntry)
             EXPECT_EQ(Pixel(p.dst.get(), x, y), inside ? Word(e, e * 2, e * 3, 255) : 0u)
                 << x << "," << y;
         }
+    // Coverage above 63 is full coverage, not a read before the table.
+    p.At(p.mask, 0, 0) = 200;
+    SetRect(&rect, 0, 0, 1, 1);
+    PaintMix(&rect, &p.state);
+    EXPECT_EQ(Pixel(p.dst.get(), 0, 0), Word(0, 0, 0, 255));
+
     // An empty or upside-down rectangle writes nothing.
     Painting q(8, 8);
     q.table[0] = Entry(1, 1, 1, 255);
@@ -149,13 +156,11 @@ TEST(EraseMix, LowersSourceAlphaAtFullAndHalfCoverage)
 TEST(PaintMix, StrokeFromLineToMix)
 {
     // A host's sequence: a brush line into a cleared mask, then the mixing
-    // pass over the line's reach, then the source updated for the next stroke.
+    // pass over the line's reach, on a source with every kind of alpha.
     Painting p(48, 32);
     for (int i = 0; i < 64; i++)
         p.table[i] = Entry(255, 0, 0, static_cast<uint32_t>((63 - i) * 255 / 63));
-    for (int y = 0; y < 32; y++)
-        for (int x = 0; x < 48; x++)
-            Pixel(p.src.get(), x, y) = Word(255, 255, 255, 255);
+    FillNumbered(p.src.get(), 11); // every alpha, opaque to transparent
     Rect line;
     SetRect(&line, 10, 10, 30, 12);
     PaintLineTo(&line, &p.state);
@@ -169,7 +174,7 @@ TEST(PaintMix, StrokeFromLineToMix)
             const uint32_t expected =
                 a == 0     ? 0u
                 : a == 255 ? Word(255, 0, 0, 255)
-                           : MyMixColors(Word(255, 0, 0, a), Word(255, 255, 255, 255));
+                           : MyMixColors(Word(255, 0, 0, a), Pixel(p.src.get(), x, y));
             ASSERT_EQ(Pixel(p.dst.get(), x, y), expected) << x << "," << y;
         }
 }
@@ -235,6 +240,25 @@ TEST(PaintColours, ReMixTextColorsDoubleMixEraseColors)
     EXPECT_EQ(EraseColors(128, 0x11223344u), 0x11223321u); // (68 * 127) >> 8 = 33
     EXPECT_EQ(EraseColors(0, 0xAABBCCFFu), 0xAABBCCFEu);
     EXPECT_EQ(EraseColors(255, 0xAABBCCFFu), 0xAABBCC00u);
+}
+
+TEST(PaintColours, CreateShapeCopiesLikeFoolCopyBits)
+{
+    World src = MakeWorld(6, 5);
+    FillNumbered(src.get(), 3);
+    World a = MakeWorld(7, 6);
+    World b = MakeWorld(7, 6);
+    Rect from;
+    SetRect(&from, 1, 1, 4, 4);
+    Rect to;
+    SetRect(&to, 2, 0, 5, 3);
+    CreateShape(src.get(), a.get(), &from, &to);
+    FoolCopyBits(src.get(), b.get(), &from, &to);
+    for (int y = 0; y < 6; y++)
+        for (int x = 0; x < 7; x++)
+            EXPECT_EQ(Pixel(a.get(), x, y), Pixel(b.get(), x, y));
+    EXPECT_EQ(Pixel(a.get(), 2, 0), Pixel(src.get(), 1, 1));
+    EXPECT_EQ(Pixel(a.get(), 4, 2), Pixel(src.get(), 3, 3));
 }
 
 } // namespace
