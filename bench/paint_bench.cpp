@@ -104,15 +104,16 @@ void CairoGradientStroke(benchmark::State& state)
 BENCHMARK(SprigBrushLine);
 BENCHMARK(CairoGradientStroke);
 
-// Reports as usual and keeps each benchmark's time per iteration.
+// Reports as usual and keeps each benchmark's real time per iteration.
 class RatioReporter : public benchmark::ConsoleReporter
 {
   public:
     void ReportRuns(const std::vector<Run>& runs) override
     {
         ConsoleReporter::ReportRuns(runs);
+        // With repetitions, the mean stands for the benchmark.
         for (const Run& run : runs)
-            if (run.run_type == Run::RT_Iteration)
+            if (run.run_type == Run::RT_Iteration || run.aggregate_name == "mean")
                 times[run.run_name.function_name] = run.GetAdjustedRealTime();
     }
     std::map<std::string, double> times;
