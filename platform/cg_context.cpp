@@ -384,6 +384,21 @@ void KeepingPath(cairo_t* cr, Draw draw)
     cairo_path_destroy(path);
 }
 
+// A new context's state is that of a fresh CoreGraphics context: lines 1
+// wide with butt caps and mitred joins, opaque black, antialiased.
+void SetDefaultState(cairo_t* cr)
+{
+    cairo_set_line_width(cr, 1.0);
+    cairo_set_line_cap(cr, CAIRO_LINE_CAP_BUTT);
+    cairo_set_line_join(cr, CAIRO_LINE_JOIN_MITER);
+    cairo_set_miter_limit(cr, 10.0);
+    cairo_set_dash(cr, nullptr, 0, 0);
+    cairo_set_source_rgba(cr, 0, 0, 0, 1);
+    cairo_set_antialias(cr, CAIRO_ANTIALIAS_DEFAULT);
+    cairo_set_operator(cr, CAIRO_OPERATOR_OVER);
+    cairo_new_path(cr);
+}
+
 } // namespace
 
 CGContextRef OpenWorldContext(GWorldPtr world, bool yUp)
@@ -411,6 +426,7 @@ CGContextRef OpenWorldContext(GWorldPtr world, bool yUp)
     else
         cairo_matrix_init_identity(&c->base);
     cairo_set_matrix(cr, &c->base);
+    SetDefaultState(cr);
     c->cr = cr;
     c->yUp = yUp;
     c->savedStates = 0;
@@ -455,6 +471,7 @@ CGContextRef CGContextCreateWithCairo(cairo_t* cr, CGFloat height)
         cairo_scale(cr, 1, -1);
     }
     cairo_get_matrix(cr, &c->base);
+    SetDefaultState(cr);
     c->yUp = height > 0;
     c->savedStates = 0;
     c->world = nullptr;

@@ -1,0 +1,110 @@
+// The one conversion between our pixel word and cairo's, checked against
+// pixman's own reading of the layouts and against a literal rounding.
+#include <gtest/gtest.h>
+
+#include <pixman.h>
+
+#include <cmath>
+#include <vector>
+
+#include "platform/cg_pixels_p.h"
+#include "platform/coregraphics.h"
+#include "tests/test_util.h"
+
+namespace {
+
+TEST(CairoPixels, MirrorIsPixmansReadingOfOurLayout)
+{
+    // Our word is pixman's b8g8r8a8; cairo's is a8r8g8b8. Let pixman convert
+    // 2^24 words covering every value of the three low bytes (the high byte
+    // runs through all 256 values as well) and compare with the mirror.
+    const int width = 4096, height = 4096;
+    std::vector<uint32_t> ours(size_t{width} * height), theirs(ours.size());
+    for (uint32_t i = 0; i < ours.size(); i++)
+        ours[i] = i | ((i * 0x9Du) << 24);
+    pixman_image_t* src =
+        pixman_image_create_bits(PIXMAN_b8g8r8a8, width, height, ours.data(), width * 4);
+    pixman_image_t* dst =
+        pixman_image_create_bits(PIXMAN_a8r8g8b8, width, height, theirs.data(), width * 4);
+    pixman_image_composite32(PIXMAN_OP_SRC, src, nullptr, dst, 0, 0, 0, 0, 0, 0, width, height);
+    pixman_image_unref(src);
+    pixman_image_unref(dst);
+    for (size_t i = 0; i < ours.size(); i++) {
+        ASSERT_EQ(MirrorWord(ours[i]), theirs[i]) << std::hex << ours[i];
+        ASSERT_EQ(MirrorWord(MirrorWord(ours[i])), ours[i]);
+    }
+    for (int lane = 0; lane < 4; lane++)
+        for (uint32_t b = 0; b < 256; b++)
+            ASSERT_EQ(MirrorWord(b << (8 * lane)), b << (8 * (3 - lane)));
+}
+
+TEST(CairoPixels, StraightAlphaIsPremultipliedRoundedToNearest)
+{
+    for (uint32_t a = 0; a < 256; a++) {
+        for (uint32_t c = 0; c < 256; c++) {
+            const uint32_t expected = static_cast<uint32_t>(std::floor(c * a / 255.0 + 0.5));
+            // The colour in each lane in turn; the other lanes hold 255 - c.
+            for (int lane = 0; lane < 3; lane++) {
+                const uint32_t other = 255 - c;
+                uint32_t word = a;
+                for (int l = 0; l < 3; l++)
+                    word |= (l == lane ? c : other) << (8 * (l + 1));
+                const uint32_t out = ImagePixelToCairo(word, kCGImageAlphaFirst);
+                ASSERT_EQ(out >> 24, a);
+                // ours: red lane 0 -> cairo bits 16-23, green 8-15, blue 0-7
+                const uint32_t got = (out >> (16 - 8 * lane)) & 0xFF;
+                ASSERT_EQ(got, expected) << "a " << a << " c " << c << " lane " << lane;
+                const uint32_t otherExpected =
+                    static_cast<uint32_t>(std::floor(other * a / 255.0 + 0.5));
+                ASSERT_EQ((out >> (16 - 8 * ((lane + 1) % 3))) & 0xFF, otherExpected);
+            }
+        }
+    }
+}
+
+TEST(CairoPixels, OtherImageLayouts)
+{
+    // Memory A R G B = 0x80, 0xFF, 0x40, 0x00 (little-endian word 0x0040FF80).
+    EXPECT_EQ(ImagePixelToCairo(0x0040FF80, kCGImageAlphaPremultipliedFirst), 0x80FF4000u);
+    EXPECT_EQ(ImagePixelToCairo(0x0040FF80, kCGImageAlphaNoneSkipFirst), 0xFFFF4000u);
+    EXPECT_EQ(ImagePixelToCairo(0x0040FF80, kCGImageAlphaFirst), 0x80802000u);
+    // Memory R G B A = 0xFF, 0x40, 0x00, 0x80.
+    EXPECT_EQ(ImagePixelToCairo(0x800040FF, kCGImageAlphaPremultipliedLast), 0x80FF4000u);
+    EXPECT_EQ(ImagePixelToCairo(0x800040FF, kCGImageAlphaLast), 0x80802000u);
+    EXPECT_EQ(ImagePixelToCairo(0x800040FF, kCGImageAlphaNoneSkipLast), 0xFFFF4000u);
+}
+
+TEST(CairoPixels, ImageDrawnOneToOneOverTransparentBlackIsItsPremultipliedForm)
+{
+    // Every (alpha, channel) pair, drawn through a context onto a world of
+    // zeros: each world pixel is the mirror of the premultiplied word.
+    World src = MakeWorld(256, 256);
+    for (uint32_t a = 0; a < 256; a++)
+        for (uint32_t c = 0; c < 256; c++)
+            Pixel(src.get(), static_cast<int>(c), static_cast<int>(a)) =
+                (c << 24) | ((255 - c) << 16) | ((c ^ 0x55) << 8) | a;
+    World dst = MakeWorld(256, 256);
+    PixMapHandle pm = GetGWorldPixMap(src.get());
+    CGDataProviderRef provider = CGDataProviderCreateWithData(
+        nullptr, GetPixBaseAddr(pm), 256 * size_t(GetPixRowBytes(pm)), nullptr);
+    CGColorSpaceRef space = CGColorSpaceCreateDeviceRGB();
+    CGImageRef image =
+        CGImageCreate(256, 256, 8, 32, size_t(GetPixRowBytes(pm)), space, kCGImageAlphaFirst,
+                      provider, nullptr, false, kCGRenderingIntentDefault);
+    ASSERT_NE(image, nullptr);
+    CGContextRef ctx = nullptr;
+    ASSERT_EQ(QDBeginCGContext(dst.get(), &ctx), noErr);
+    CGContextDrawImage(ctx, CGRectMake(0, 0, 256, 256), image);
+    QDEndCGContext(dst.get(), &ctx);
+    CGImageRelease(image);
+    CGDataProviderRelease(provider);
+    CGColorSpaceRelease(space);
+    for (int v = 0; v < 256; v++)
+        for (int h = 0; h < 256; h++) {
+            const uint32_t s = Pixel(src.get(), h, v);
+            ASSERT_EQ(Pixel(dst.get(), h, v), MirrorWord(ImagePixelToCairo(s, kCGImageAlphaFirst)))
+                << h << "," << v;
+        }
+}
+
+} // namespace
