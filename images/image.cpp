@@ -1,0 +1,365 @@
+// CImage: one picture of the pool, kept packed and expanded when its pixels
+// are needed, with one cached copy of itself at another scale or opacity.
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <new>
+
+#include "platform/coregraphics.h"
+#include "sprig/blend.h"
+#include "sprig/images.h"
+#include "sprig/packing.h"
+#include "sprig/transfer.h"
+
+RGBColor CImage::mTransColor = {0, 0, 0};
+RGBColor CImage::mFillColor = {0, 0, 0};
+
+namespace {
+
+constexpr uint32_t kNaturalScale = 40;
+constexpr int32_t kOpaque = 255;
+constexpr uint32_t kTransparentWhite = 0xFFFFFF00;
+// What a tinted picture shows where the picture is not black: alpha 0, red
+// 0xFF, green 0x7F, blue 0xFF.
+constexpr uint32_t kTintMissWord = 0xFF7FFF00;
+
+struct WorldDeleter
+{
+    void operator()(OpaqueGrafPtr* world) const { DisposeGWorld(world); }
+};
+using OwnedWorld = std::unique_ptr<OpaqueGrafPtr, WorldDeleter>;
+
+struct ArrayDeleter
+{
+    void operator()(uint32_t* pixels) const { delete[] pixels; }
+};
+using OwnedPixels = std::unique_ptr<uint32_t, ArrayDeleter>;
+
+struct FreeDeleter
+{
+    void operator()(void* block) const { std::free(block); }
+};
+
+inline uint32_t Scaled(uint32_t scale, int32_t size)
+{
+    return (scale * static_cast<uint32_t>(size)) / kNaturalScale;
+}
+
+// The picture record an image is built from.
+PictureRecord MakeRecord(int32_t width, int32_t height, uint32_t size, const void* data)
+{
+    PictureRecord record;
+    record.width = width;
+    record.height = height;
+    record.size = size;
+    record.data = data;
+    return record;
+}
+
+// Packs a whole world into a new image: the size word of the packed picture
+// is its length.
+CImage* PackIntoImage(GWorldPtr world, int32_t width, int32_t height)
+{
+    std::unique_ptr<uint32_t, FreeDeleter> packed(Compress(world, 0, 0, width, height, false));
+    if (!packed)
+        throw std::bad_alloc();
+    PictureRecord record = MakeRecord(width, height, packed.get()[0], packed.get());
+    return new CImage(reinterpret_cast<char*>(&record));
+}
+
+} // namespace
+
+void CImage::Init()
+{
+    LongToRGBColor(0xFFF8FF00, &mTransColor);
+    LongToRGBColor(0xF7FFFF00, &mFillColor);
+}
+
+CImage::CImage(char* recordBytes)
+    : native(true), width(0), height(0), size(0), data(nullptr), scale(kNaturalScale),
+      opacity(kOpaque), derived(nullptr)
+{
+    PictureRecord record;
+    std::memcpy(&record, recordBytes, sizeof record);
+    width = record.width;
+    height = record.height;
+    size = record.size;
+    data = static_cast<uint32_t*>(std::malloc(size ? size : 1));
+    if (!data)
+        throw std::bad_alloc();
+    std::memcpy(data, record.data, size);
+}
+
+CImage::~CImage()
+{
+    std::free(data);
+    delete derived;
+}
+
+void CImage::SetNative(bool value)
+{
+    native = value;
+}
+
+void CImage::GetInfo(char* recordBytes, bool b)
+{
+    native = !b;
+    const PictureRecord record = MakeRecord(width, height, size, data);
+    std::memcpy(recordBytes, &record, sizeof record);
+}
+
+GWorldPtr CImage::GetMe()
+{
+    native = true;
+    int32_t rowBytes = 0;
+    return UncompressGWorld(data, &width, &height, &rowBytes);
+}
+
+void CImage::UnpackRow(uint32_t row, uint32_t* dst)
+{
+    native = true;
+    UncompressRow(data, row, static_cast<uint32_t>(width), dst);
+}
+
+bool CImage::IsTransparentColor(int32_t x, int32_t y)
+{
+    native = true;
+    std::unique_ptr<uint32_t[]> row(new uint32_t[static_cast<size_t>(width)]);
+    UncompressRow(data, static_cast<uint32_t>(y), static_cast<uint32_t>(width), row.get());
+    return (row[static_cast<size_t>(x)] & 0xFF) == 0;
+}
+
+bool CImage::IsTransparentRegion(int32_t x, int32_t y, int32_t r)
+{
+    const int32_t x0 = x - r > 0 ? x - r : 0;
+    const int32_t x1 = x + r < width ? x + r : width;
+    const int32_t y0 = y - r > 0 ? y - r : 0;
+    const int32_t y1 = y + r < height ? y + r : height;
+    if (x0 >= x1 || y0 >= y1)
+        return false;
+    std::unique_ptr<uint32_t[]> row(new uint32_t[static_cast<size_t>(width)]);
+    for (int32_t py = y0; py < y1; py++) {
+        UncompressRow(data, static_cast<uint32_t>(py), static_cast<uint32_t>(width), row.get());
+        const int32_t dy = py - y;
+        for (int32_t px = x0; px < x1; px++) {
+            const int32_t dx = px - x;
+            if (r * r >= dx * dx + dy * dy && (row[static_cast<size_t>(px)] & 0xFF) != 0)
+                return true;
+        }
+    }
+    return false;
+}
+
+void CImage::Resize(uint32_t newScale)
+{
+    if (derived && derived->scale == newScale)
+        return;
+    if (scale == newScale)
+        return;
+    const uint32_t w = Scaled(newScale, width);
+    const uint32_t h = Scaled(newScale, height);
+    StOffscreen temporary(w, h, 32);
+    StGWorld current(temporary);
+
+    native = true;
+    int32_t rowBytes = 0;
+    OwnedWorld expanded(UncompressGWorld(data, &width, &height, &rowBytes));
+    if (!expanded)
+        throw static_cast<short>(memFullErr);
+    CGContextRef context = nullptr;
+    const OSStatus err = QDBeginCGContext(temporary, &context);
+    if (err != noErr)
+        throw static_cast<short>(err);
+    CGContextSetShouldAntialias(context, true);
+    // The picture is drawn over transparent white; RecreateColors below takes
+    // the white back out of the edges the scaling softened.
+    FillOffscreen(temporary, kTransparentWhite);
+    PixMapHandle pm = GetGWorldPixMap(expanded.get());
+    CGColorSpaceRef space = CGColorSpaceCreateDeviceRGB();
+    CGDataProviderRef provider = CGDataProviderCreateWithData(
+        nullptr, GetPixBaseAddr(pm), static_cast<size_t>(rowBytes) * static_cast<size_t>(height),
+        nullptr);
+    CGImageRef image =
+        CGImageCreate(static_cast<size_t>(width), static_cast<size_t>(height),
+                      static_cast<size_t>((*pm)->cmpSize), static_cast<size_t>((*pm)->pixelSize),
+                      static_cast<size_t>(rowBytes), space, kCGImageAlphaFirst, provider, nullptr,
+                      false, kCGRenderingIntentDefault);
+    CGContextDrawImage(context, CGRectMake(0, 0, w, h), image);
+    CGDataProviderRelease(provider);
+    CGImageRelease(image);
+    CGColorSpaceRelease(space);
+    QDEndCGContext(temporary, &context);
+    expanded.reset();
+
+    RecreateColors(temporary, kTransparentWhite);
+    std::unique_ptr<CImage> scaled(
+        PackIntoImage(temporary, static_cast<int32_t>(w), static_cast<int32_t>(h)));
+    scaled->opacity = kOpaque;
+    scaled->scale = newScale;
+    delete derived;
+    derived = scaled.release();
+}
+
+void CImage::ResetOpacity(int newOpacity)
+{
+    if (derived && derived->opacity == newOpacity)
+        return;
+    if (opacity == newOpacity)
+        return;
+    native = true;
+    int32_t rowBytes = 0;
+    OwnedWorld expanded(UncompressGWorld(data, &width, &height, &rowBytes));
+    if (!expanded)
+        throw static_cast<short>(memFullErr);
+    ResetAlpha(expanded.get(), newOpacity);
+    std::unique_ptr<CImage> faded(PackIntoImage(expanded.get(), width, height));
+    faded->opacity = newOpacity;
+    delete derived;
+    derived = faded.release();
+}
+
+void CImage::Stretch(Rect* src, Rect* dst, GWorldPtr dest, bool antialias, RGBColor* colour)
+{
+    Rect whole;
+    SetRect(&whole, 0, 0, static_cast<int16_t>(width), static_cast<int16_t>(height));
+    Rect s = *src;
+    OffsetRect(&s, static_cast<int16_t>(-s.left), static_cast<int16_t>(-s.top));
+    SectRect(&s, &whole, &s);
+    Rect d = *dst;
+
+    native = true;
+    int32_t pictureWidth = 0;
+    int32_t pictureHeight = 0;
+    int32_t rowBytes = 0;
+    OwnedPixels pixels(Uncompress(data, &pictureWidth, &pictureHeight, &rowBytes));
+    width = pictureWidth;
+    height = pictureHeight;
+    const size_t count = static_cast<size_t>(rowBytes / 4) * static_cast<size_t>(height);
+
+    if (colour) {
+        // [BBBBBBBB][GGGGGGGG][RRRRRRRR][00000000] from the colour's high bytes
+        const uint32_t tint = (uint32_t{colour->blue} >> 8 << 24) |
+                              (uint32_t{colour->green} >> 8 << 16) |
+                              (uint32_t{colour->red} >> 8 << 8);
+        uint32_t* p = pixels.get();
+        for (size_t i = 0; i < count; i++, p++)
+            *p = (*p >> 8) == 0 ? ((*p & 0xFF) | tint) : kTintMissWord;
+    }
+
+    if (s.right - s.left == d.right - d.left && s.bottom - s.top == d.bottom - d.top) {
+        MyCGCopyRaw(pixels.get(), rowBytes / 4, dest, &s, &d, kCGImageAlphaFirst, antialias, false);
+        return;
+    }
+    GWorldPtr wrapped = nullptr;
+    Rect bounds;
+    SetRect(&bounds, 0, 0, static_cast<int16_t>(width), static_cast<int16_t>(height));
+    const OSErr err = NewGWorldFromPtr(&wrapped, 0, &bounds, nullptr, nullptr, 0,
+                                       reinterpret_cast<Ptr>(pixels.get()), rowBytes);
+    if (err != noErr)
+        throw static_cast<short>(err);
+    OwnedWorld temporary(wrapped);
+    CGCopyBits(wrapped, dest, &s, &d, kCGImageAlphaFirst, antialias, false);
+    UnlockPixels(GetGWorldPixMap(wrapped));
+}
+
+void CImage::ReplaceColor(PixMapHandle pm, int32_t from, int32_t to, bool match)
+{
+    StLock lock(pm);
+    const PixMap* map = *pm;
+    // The row-bytes field as a 16-bit value with the flag bit cleared.
+    const int32_t rowBytes = static_cast<uint16_t>(map->rowBytes) & 0x7FFF;
+    const int32_t words = rowBytes * (map->bounds.bottom - map->bounds.top) / 4;
+    auto* p = reinterpret_cast<uint32_t*>(map->baseAddr);
+    const auto f = static_cast<uint32_t>(from);
+    const auto t = static_cast<uint32_t>(to);
+    for (int32_t i = 0; i < words; i++, p++) {
+        if ((*p == f) == match)
+            *p = t;
+    }
+}
+
+void CImage::ReplaceColorInRect(PixMapHandle pm, int32_t from, int32_t to, bool match, Rect* r)
+{
+    StLock lock(pm);
+    const PixMap* map = *pm;
+    const int32_t rowPixels = (static_cast<uint16_t>(map->rowBytes) & 0x7FFF) / 4;
+    const auto f = static_cast<uint32_t>(from);
+    const auto t = static_cast<uint32_t>(to);
+    for (int32_t y = r->top; y < r->bottom; y++) {
+        uint32_t* p = reinterpret_cast<uint32_t*>(map->baseAddr) +
+                      static_cast<intptr_t>(rowPixels) * y + r->left;
+        for (int32_t x = r->left; x < r->right; x++, p++) {
+            if ((*p == f) == match)
+                *p = t;
+        }
+    }
+}
+
+// Only a scale this picture or its derived copy stands at is served; any
+// other request gives a null image. The pixels are always scaled from this
+// picture. When the scaling fails, the image falls back to the unscaled
+// pixels, described with their own size and row length.
+CGImageRef CImage::GetMyCGImage(uint32_t requested)
+{
+    if (requested != scale && !(derived && requested == derived->scale))
+        return nullptr;
+    size_t w = Scaled(requested, width);
+    size_t h = Scaled(requested, height);
+
+    native = true;
+    int32_t sourceRowBytes = 0;
+    OwnedWorld expanded(UncompressGWorld(data, &width, &height, &sourceRowBytes));
+    if (!expanded)
+        return nullptr;
+    PixMapHandle pm = GetGWorldPixMap(expanded.get());
+    LockPixels(pm);
+    const vImage_Buffer source = {GetPixBaseAddr(pm), static_cast<vImagePixelCount>(height),
+                                  static_cast<vImagePixelCount>(width),
+                                  static_cast<size_t>(sourceRowBytes)};
+
+    size_t rowBytes = ((4 * w) | 15) + 1;
+    std::unique_ptr<uint8_t, FreeDeleter> pixels(
+        static_cast<uint8_t*>(std::malloc(rowBytes * (h ? h : 1))));
+    if (!pixels)
+        throw std::bad_alloc();
+    const vImage_Buffer destination = {pixels.get(), static_cast<vImagePixelCount>(h),
+                                       static_cast<vImagePixelCount>(w), rowBytes};
+    const vImage_Error err =
+        vImageScale_ARGB8888(&source, &destination, nullptr, kvImageHighQualityResampling);
+    if (err != kvImageNoError) {
+        std::printf("Scaling failed with %ld\n", static_cast<long>(err));
+        w = static_cast<size_t>(width);
+        h = static_cast<size_t>(height);
+        rowBytes = static_cast<size_t>(sourceRowBytes);
+        pixels.reset(static_cast<uint8_t*>(std::malloc(rowBytes * (h ? h : 1))));
+        if (!pixels)
+            throw std::bad_alloc();
+        std::memcpy(pixels.get(), source.data, rowBytes * h);
+    }
+
+    CGDataProviderRef provider = CGDataProviderCreateWithData(
+        nullptr, pixels.release(), h * rowBytes, CGDataProviderReleaseCallback);
+    CGColorSpaceRef space = CGColorSpaceCreateDeviceRGB();
+    CGImageRef image = CGImageCreate(w, h, 8, 32, rowBytes, space, kCGImageAlphaFirst, provider,
+                                     nullptr, false, kCGRenderingIntentDefault);
+    CGColorSpaceRelease(space);
+    CGDataProviderRelease(provider);
+    return image;
+}
+
+bool IsColorizedImage(int32_t number)
+{
+    return static_cast<uint32_t>(number) <= 35;
+}
+
+void GetColorGWorld(GWorldPtr gw, int32_t h, int32_t v, RGBColor* out)
+{
+    StGWorld current(gw);
+    GetCPixel(static_cast<int16_t>(h), static_cast<int16_t>(v), out);
+}
+
+void CGDataProviderReleaseCallback(void*, const void* data, uint32_t)
+{
+    std::free(const_cast<void*>(data));
+}

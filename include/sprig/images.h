@@ -1,0 +1,141 @@
+/* sprig: pictures and the numbered picture pool.
+ *
+ * A picture stays packed and is expanded only when its pixels are needed; it
+ * caches one derived copy of itself at another scale or opacity. Scale counts
+ * fortieths of the natural size (40 natural, 80 double); scaled sizes are
+ * (scale * size) / 40, truncated. Opacity runs from 0 (invisible) to 255.
+ * Pictures 0 to 35 are colorized: drawn tinted with a sprite's pen colour. */
+#ifndef SPRIG_IMAGES_H
+#define SPRIG_IMAGES_H
+
+#include "sprig/coregraphics.h"
+#include "sprig/foundation.h"
+
+/* The form in which a picture enters and leaves the pool: width, height, the
+ * packed picture's length in bytes and its address (at byte offset 16). */
+typedef struct PictureRecord
+{
+    int32_t width;
+    int32_t height;
+    uint32_t size;
+    const void* data;
+} PictureRecord;
+
+/* One picture of the pool. */
+class SPRIG_EXPORT CImage
+{
+  public:
+    /* Sets the two class-wide colours; the host calls it once at start-up. */
+    static void Init();
+
+    /* Copies the packed picture the record points to. */
+    explicit CImage(char* record);
+    ~CImage();
+    CImage(const CImage&) = delete;
+    CImage& operator=(const CImage&) = delete;
+
+    void SetNative(bool value);
+    /* Sets native to !b and writes the picture record; the address in it is
+     * the image's own packed picture. */
+    void GetInfo(char* record, bool b);
+    /* A new world holding the picture; the caller disposes of it. */
+    GWorldPtr GetMe();
+    void UnpackRow(uint32_t row, uint32_t* dst);
+
+    /* Pixel tests; the coordinates must lie inside the picture. */
+    bool IsTransparentColor(int32_t x, int32_t y);
+    bool IsTransparentRegion(int32_t x, int32_t y, int32_t r);
+
+    /* Make derived a copy at another scale or opacity (unless it is one). */
+    void Resize(uint32_t scale);
+    void ResetOpacity(int opacity);
+    /* An image of the picture at the given scale, owned by the caller; null
+     * unless the scale is this picture's or its derived copy's. */
+    CGImageRef GetMyCGImage(uint32_t scale);
+
+    /* Draws the picture (the size of src, from its top-left corner) into dst
+     * of dest, tinted with colour when one is given. */
+    void Stretch(Rect* src, Rect* dst, GWorldPtr dest, bool antialias, RGBColor* colour);
+
+    /* Over every word of the pixel map, padding included: words equal to
+     * from (match) or not equal to from (!match) become to. */
+    static void ReplaceColor(PixMapHandle pm, int32_t from, int32_t to, bool match);
+    static void ReplaceColorInRect(PixMapHandle pm, int32_t from, int32_t to, bool match, Rect* r);
+
+    static RGBColor mTransColor;
+    static RGBColor mFillColor;
+
+    bool native;
+    int32_t width;
+    int32_t height;
+    uint32_t size;
+    uint32_t* data;
+    uint32_t scale;
+    int32_t opacity;
+    CImage* derived;
+};
+
+/* The numbered pool: 16000 slots, numbers 0 to 15999. */
+class SPRIG_EXPORT CImagePool
+{
+  public:
+    enum
+    {
+        kSlots = 16000,
+        kFirstFree = 256
+    };
+
+    CImagePool();
+    ~CImagePool();
+    CImagePool(const CImagePool&) = delete;
+    CImagePool& operator=(const CImagePool&) = delete;
+
+    /* The lowest empty number from 256 up, or -1. */
+    int32_t GetFree();
+    /* Builds the new picture first, then replaces the slot's picture. */
+    void SetImage(int32_t number, char* record);
+    void SetWinImage(int32_t number, char* record);
+    void GetImageInfo(int32_t number, char* record, bool b);
+    void EraseImage(int32_t number);
+    /* The picture to draw at that scale and opacity: the slot's own, its
+     * scaled copy, or the faded copy of either (built and cached on demand). */
+    CImage* GetImage(int32_t number, int32_t scale, short opacity);
+    void CopyImage(int32_t from, int32_t to);
+    void DeleteAll();
+
+    CImage* mImages[kSlots];
+};
+
+SPRIG_EXPORT extern CImagePool gImagePool;
+
+SPRIG_EXPORT bool IsColorizedImage(int32_t number);
+SPRIG_EXPORT void GetColorGWorld(GWorldPtr gw, int32_t h, int32_t v, RGBColor* out);
+/* Frees data: the release function of images over pixels the library
+ * allocated with malloc. */
+SPRIG_EXPORT void CGDataProviderReleaseCallback(void* info, const void* data, uint32_t size);
+
+SPRIG_EXTERN_C_BEGIN
+
+/* The exported picture functions. A number outside 0 to 15999, or an empty
+ * slot, gives the null result (0 or null). */
+SPRIG_EXPORT int32_t SetCompressedImage(int32_t number, char* record);
+SPRIG_EXPORT void GetImageInfo(int32_t number, char* record);
+SPRIG_EXPORT int32_t GetFreeImageNumber(void);
+SPRIG_EXPORT void CopyImage(int32_t from, int32_t to);
+SPRIG_EXPORT int32_t GetImageWidth(int32_t number);
+SPRIG_EXPORT int32_t GetImageHeight(int32_t number);
+SPRIG_EXPORT int32_t StretchImage(int32_t number, Rect* src, Rect* dst, GWorldPtr dest,
+                                  int32_t antialias);
+SPRIG_EXPORT GWorldPtr GetImage(int32_t number);
+SPRIG_EXPORT CGImageRef GetCGImage(int32_t number, uint32_t scale);
+SPRIG_EXPORT void GetColorUnder(GWorldPtr world, int32_t h, int32_t v, RGBColor* colour);
+SPRIG_EXPORT void ClearAllImages(void);
+SPRIG_EXPORT void GetTransColor(RGBColor* colour);
+SPRIG_EXPORT void ReplaceColor(GWorldPtr world, int32_t from, int32_t to);
+SPRIG_EXPORT void ReplaceColorInRect(GWorldPtr world, int32_t from, int32_t to, bool match,
+                                     Rect* r);
+SPRIG_EXPORT void ResetFreeImage(int32_t number);
+
+SPRIG_EXTERN_C_END
+
+#endif

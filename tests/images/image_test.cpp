@@ -1,0 +1,319 @@
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <vector>
+
+#include "sprig/blend.h"
+#include "sprig/images.h"
+#include "sprig/packing.h"
+#include "tests/test_util.h"
+
+namespace {
+
+// A packed picture of the given pixel words, rows of `width`, kept alive for
+// the test; record() describes it as the pool expects.
+struct Packed
+{
+    Packed(const std::vector<uint32_t>& pixels, int width)
+        : width(width), height(static_cast<int>(pixels.size()) / width),
+          data(CompressBuffer(pixels.data(), width, height, 4 * width))
+    {
+    }
+    ~Packed() { std::free(data); }
+    char* record()
+    {
+        rec = {width, height, data[0], data};
+        return reinterpret_cast<char*>(&rec);
+    }
+    int width;
+    int height;
+    uint32_t* data;
+    PictureRecord rec;
+};
+
+constexpr uint32_t kRed = 0x0000FFFF;
+constexpr uint32_t kBlackHalf = 0x00000080;
+constexpr uint32_t kClear = 0x00000000;
+
+// Pictures live in the global pool: start every test from an empty one.
+class Pool : public testing::Test
+{
+  protected:
+    void SetUp() override { ClearAllImages(); }
+    void TearDown() override { ClearAllImages(); }
+};
+
+TEST_F(Pool, NumbersSlotsAndReplacement)
+{
+    Packed a({kRed, kRed, kRed}, 3);
+    Packed b({kBlackHalf, kBlackHalf}, 1);
+    EXPECT_EQ(GetFreeImageNumber(), 256);
+    EXPECT_EQ(SetCompressedImage(16000, a.record()), 1);
+    EXPECT_EQ(GetImageWidth(16000), 0);
+    EXPECT_EQ(GetImageWidth(-1), 0);
+    EXPECT_EQ(GetImage(16000), nullptr);
+    EXPECT_EQ(GetImageWidth(5), 0); // empty slot
+
+    EXPECT_EQ(SetCompressedImage(5, a.record()), 1);
+    EXPECT_EQ(GetImageWidth(5), 3);
+    EXPECT_EQ(SetCompressedImage(5, b.record()), 1);
+    EXPECT_EQ(GetImageWidth(5), 1);
+    EXPECT_EQ(GetImageHeight(5), 2);
+    EXPECT_EQ(GetFreeImageNumber(), 256); // numbers below 256 are never handed out
+
+    // The pool copies the packed picture: the caller's buffer can go.
+    EXPECT_EQ(SetCompressedImage(256, a.record()), 1);
+    a.data[6] ^= 0xFFFFFFFF;
+    EXPECT_EQ(GetFreeImageNumber(), 257);
+    GWorldPtr world = GetImage(256);
+    ASSERT_NE(world, nullptr);
+    EXPECT_EQ(Pixel(world, 2, 0), kRed);
+    DisposeGWorld(world);
+
+    ResetFreeImage(256);
+    ResetFreeImage(256); // empty: nothing happens
+    EXPECT_EQ(GetFreeImageNumber(), 256);
+}
+
+TEST_F(Pool, CopiesAreIndependentAndMayReplaceTheirOwnSource)
+{
+    Packed a({kRed, kBlackHalf}, 2);
+    SetCompressedImage(3, a.record());
+    CopyImage(3, 300);
+    ResetFreeImage(3);
+    EXPECT_EQ(GetImageWidth(3), 0);
+    EXPECT_EQ(GetImageWidth(300), 2);
+    // The record handed to the store points into the picture it replaces.
+    CopyImage(300, 300);
+    GWorldPtr world = GetImage(300);
+    ASSERT_NE(world, nullptr);
+    EXPECT_EQ(Pixel(world, 0, 0), kRed);
+    EXPECT_EQ(Pixel(world, 1, 0), kBlackHalf);
+    DisposeGWorld(world);
+
+    PictureRecord info = {};
+    GetImageInfo(300, reinterpret_cast<char*>(&info));
+    EXPECT_EQ(info.width, 2);
+    EXPECT_EQ(info.height, 1);
+    EXPECT_EQ(info.size, a.data[0]);
+    EXPECT_EQ(0, memcmp(info.data, a.data, info.size));
+    EXPECT_FALSE(gImagePool.mImages[300]->native); // handed out to the host
+}
+
+TEST_F(Pool, LastFreeNumberAndFullPool)
+{
+    Packed dot({kRed}, 1);
+    for (int n = 256; n < CImagePool::kSlots; n++)
+        gImagePool.SetImage(n, dot.record());
+    EXPECT_EQ(GetFreeImageNumber(), -1);
+    ResetFreeImage(15999);
+    EXPECT_EQ(GetFreeImageNumber(), 15999);
+}
+
+TEST_F(Pool, DerivedCopiesAreCachedOneAtATime)
+{
+    std::vector<uint32_t> pixels(10 * 4, kRed);
+    Packed a(pixels, 10);
+    SetCompressedImage(7, a.record());
+    CImage* natural = gImagePool.mImages[7];
+    EXPECT_EQ(gImagePool.GetImage(7, 40, 255), natural);
+
+    CImage* doubled = gImagePool.GetImage(7, 80, 255);
+    ASSERT_NE(doubled, nullptr);
+    EXPECT_NE(doubled, natural);
+    EXPECT_EQ(doubled->width, 20);
+    EXPECT_EQ(doubled->height, 8);
+    EXPECT_EQ(doubled->scale, 80u);
+    EXPECT_EQ(gImagePool.GetImage(7, 80, 255), doubled); // not rebuilt
+
+    CImage* fadedDouble = gImagePool.GetImage(7, 80, 128);
+    EXPECT_EQ(natural->derived, doubled);
+    EXPECT_EQ(doubled->derived, fadedDouble);
+    EXPECT_EQ(fadedDouble->opacity, 128);
+
+    // A faded natural-size copy replaces the scaled copy, and back again.
+    CImage* faded = gImagePool.GetImage(7, 40, 128);
+    EXPECT_EQ(natural->derived, faded);
+    natural->Resize(80);
+    ASSERT_NE(natural->derived, nullptr);
+    EXPECT_EQ(natural->derived->scale, 80u);
+    EXPECT_EQ(natural->derived->opacity, 255);
+
+    EXPECT_EQ(gImagePool.GetImage(7, 20, 255)->width, 5);
+    EXPECT_EQ(gImagePool.GetImage(7, 1, 255)->width, 0);
+}
+
+TEST_F(Pool, ScaledAndFadedCopiesKeepTheirColours)
+{
+    // An opaque red square in a transparent border: scaling softens the
+    // edges over transparent white, and the repair takes the white out again.
+    std::vector<uint32_t> pixels(8 * 8, kClear);
+    for (int v = 2; v < 6; v++)
+        for (int h = 2; h < 6; h++)
+            pixels[static_cast<size_t>(v * 8 + h)] = kRed;
+    Packed a(pixels, 8);
+    SetCompressedImage(9, a.record());
+    CImage* doubled = gImagePool.GetImage(9, 80, 255);
+    GWorldPtr world = doubled->GetMe();
+    ASSERT_NE(world, nullptr);
+    EXPECT_EQ(Pixel(world, 8, 8), kRed);
+    EXPECT_EQ(Pixel(world, 0, 0) & 0xFF, 0u);
+    int soft = 0;
+    for (int v = 0; v < 16; v++)
+        for (int h = 0; h < 16; h++) {
+            const uint32_t p = Pixel(world, h, v);
+            const uint32_t alpha = p & 0xFF;
+            if (alpha == 0)
+                continue;
+            // Wherever the red shows, it is red, not pink mixed with white.
+            EXPECT_GE((p >> 8) & 0xFF, 0xF0u) << h << "," << v;
+            EXPECT_LE((p >> 16) & 0xFF, 0x10u) << h << "," << v;
+            EXPECT_LE(p >> 24, 0x10u) << h << "," << v;
+            soft += alpha != 255;
+        }
+    EXPECT_GT(soft, 0) << "high-quality scaling softens the edges";
+    DisposeGWorld(world);
+
+    CImage* faded = gImagePool.GetImage(9, 40, 128);
+    world = faded->GetMe();
+    EXPECT_EQ(Pixel(world, 3, 3), 0x0000FF80u); // alpha 255 * 128/255 -> 128
+    EXPECT_EQ(Pixel(world, 0, 0), kClear);
+    DisposeGWorld(world);
+}
+
+TEST_F(Pool, StretchCompositesSameSizeAndScalesOtherSizes)
+{
+    Packed a({kRed, kBlackHalf, kClear, 0xFFFFFFFF}, 2);
+    SetCompressedImage(11, a.record());
+    World dst = MakeWorld(6, 6);
+    for (int v = 0; v < 6; v++)
+        for (int h = 0; h < 6; h++)
+            Pixel(dst.get(), h, v) = 0x00FF00FF; // opaque green
+    Rect src = {5, 5, 7, 7};                     // only its size matters
+    Rect to = {1, 1, 3, 3};
+    EXPECT_EQ(StretchImage(11, &src, &to, dst.get(), 0), 1);
+    EXPECT_EQ(Pixel(dst.get(), 1, 1), kRed);
+    EXPECT_EQ(Pixel(dst.get(), 2, 1), MyMixColors(kBlackHalf, 0x00FF00FF));
+    EXPECT_EQ(Pixel(dst.get(), 1, 2), 0x00FF00FFu); // transparent: untouched
+    EXPECT_EQ(Pixel(dst.get(), 2, 2), 0xFFFFFFFFu);
+    EXPECT_EQ(Pixel(dst.get(), 0, 0), 0x00FF00FFu);
+
+    // A uniform picture drawn at three times its size covers the area.
+    Packed blue({0xFF0000FF, 0xFF0000FF, 0xFF0000FF, 0xFF0000FF}, 2);
+    SetCompressedImage(12, blue.record());
+    Rect big = {0, 0, 6, 6};
+    EXPECT_EQ(StretchImage(12, &src, &big, dst.get(), 0), 1);
+    EXPECT_EQ(Pixel(dst.get(), 0, 0), 0xFF0000FFu);
+    EXPECT_EQ(Pixel(dst.get(), 5, 5), 0xFF0000FFu);
+    EXPECT_EQ(Pixel(dst.get(), 3, 2), 0xFF0000FFu);
+
+    EXPECT_EQ(StretchImage(13, &src, &big, dst.get(), 0), 0); // empty slot
+    EXPECT_EQ(StretchImage(-3, &src, &big, dst.get(), 0), 0);
+}
+
+TEST_F(Pool, TintTurnsBlackIntoThePenColourAndHidesTheRest)
+{
+    Packed a({0x000000FF, 0x00000040, 0xFFFFFFFF, 0x0000FFFF}, 4);
+    CImage image(a.record());
+    World dst = MakeWorld(4, 1);
+    Rect r = {0, 0, 1, 4};
+    RGBColor pen = {0x1234, 0xABCD, 0xFFFF};
+    image.Stretch(&r, &r, dst.get(), false, &pen);
+    EXPECT_EQ(Pixel(dst.get(), 0, 0), 0xFFAB12FFu);                  // black, opaque
+    EXPECT_EQ(Pixel(dst.get(), 1, 0), MyMixColors(0xFFAB1240u, 0u)); // black, alpha 0x40
+    EXPECT_EQ(Pixel(dst.get(), 2, 0), 0u); // white became 0xFF7FFF00: transparent
+    EXPECT_EQ(Pixel(dst.get(), 3, 0), 0u);
+}
+
+TEST(Image, PixelTestsRowsAndInfo)
+{
+    std::vector<uint32_t> pixels = {kClear, kClear, kClear, kClear, //
+                                    kClear, kClear, kClear, kClear, //
+                                    kClear, kClear, kClear, kBlackHalf};
+    Packed a(pixels, 4);
+    CImage image(a.record());
+    EXPECT_TRUE(image.native);
+    EXPECT_EQ(image.scale, 40u);
+    EXPECT_EQ(image.opacity, 255);
+    EXPECT_TRUE(image.IsTransparentColor(0, 0));
+    EXPECT_FALSE(image.IsTransparentColor(3, 2));
+    EXPECT_FALSE(image.IsTransparentRegion(3, 2, 0)); // radius 0: an empty area
+    EXPECT_FALSE(image.IsTransparentRegion(0, 0, 3)); // (3,2) lies outside the disc
+    EXPECT_TRUE(image.IsTransparentRegion(1, 1, 3));
+    EXPECT_TRUE(image.IsTransparentRegion(2, 2, 2));
+
+    uint32_t row[4] = {9, 9, 9, 9};
+    image.UnpackRow(2, row);
+    EXPECT_EQ(row[3], kBlackHalf);
+    EXPECT_EQ(row[0], kClear);
+
+    PictureRecord info;
+    image.GetInfo(reinterpret_cast<char*>(&info), true);
+    EXPECT_FALSE(image.native);
+    EXPECT_EQ(info.data, image.data);
+    image.SetNative(true);
+    EXPECT_TRUE(image.native);
+
+    EXPECT_TRUE(IsColorizedImage(35));
+    EXPECT_FALSE(IsColorizedImage(36));
+    EXPECT_FALSE(IsColorizedImage(-1));
+}
+
+TEST(Image, CoreGraphicsImagesOnlyForCachedScales)
+{
+    Packed a(std::vector<uint32_t>(6 * 4, kRed), 6);
+    CImage image(a.record());
+    CGImageRef natural = image.GetMyCGImage(40);
+    ASSERT_NE(natural, nullptr);
+    EXPECT_EQ(CGImageGetWidth(natural), 6u);
+    EXPECT_EQ(CGImageGetHeight(natural), 4u);
+    CGImageRelease(natural);
+    EXPECT_EQ(image.GetMyCGImage(80), nullptr); // no copy at that scale
+    image.Resize(80);
+    CGImageRef doubled = image.GetMyCGImage(80);
+    ASSERT_NE(doubled, nullptr);
+    EXPECT_EQ(CGImageGetWidth(doubled), 12u);
+    EXPECT_EQ(CGImageGetHeight(doubled), 8u);
+    CGImageRelease(doubled);
+}
+
+TEST(Image, ReplaceColorCoversPaddingAndRectangles)
+{
+    World world = MakeWorld(3, 2); // 16 row bytes: one padding word per row
+    for (int v = 0; v < 2; v++)
+        for (int h = 0; h < 4; h++)
+            Pixel(world.get(), h, v) = h == 1 ? 0xAAAAAAAA : 0x11111111;
+    CImage::ReplaceColor(GetGWorldPixMap(world.get()), 0x11111111, 0x22222222, false);
+    EXPECT_EQ(Pixel(world.get(), 1, 0), 0x22222222u);
+    EXPECT_EQ(Pixel(world.get(), 0, 1), 0x11111111u);
+    EXPECT_EQ(Pixel(world.get(), 3, 1), 0x11111111u);
+
+    ReplaceColor(world.get(), 0x11111111, 0x33333333);
+    EXPECT_EQ(Pixel(world.get(), 3, 0), 0x33333333u); // the padding word too
+    EXPECT_EQ(Pixel(world.get(), 1, 1), 0x22222222u);
+
+    Rect r = {1, 0, 2, 2}; // row 1, columns 0-1
+    ReplaceColorInRect(world.get(), 0x33333333, 0x44444444, true, &r);
+    EXPECT_EQ(Pixel(world.get(), 0, 1), 0x44444444u);
+    EXPECT_EQ(Pixel(world.get(), 1, 1), 0x22222222u);
+    EXPECT_EQ(Pixel(world.get(), 0, 0), 0x33333333u);
+    EXPECT_EQ(Pixel(world.get(), 2, 1), 0x33333333u);
+
+    RGBColor c;
+    Pixel(world.get(), 2, 1) = 0x7F0180FF;
+    GetColorUnder(world.get(), 2, 1, &c);
+    EXPECT_EQ(c.red, 0x8080);
+    EXPECT_EQ(c.green, 0x0101);
+    EXPECT_EQ(c.blue, 0x7F7F);
+
+    CImage::Init();
+    GetTransColor(&c);
+    EXPECT_EQ(c.red, 0xF8F8);
+    EXPECT_EQ(c.green, 0xFFFF);
+    EXPECT_EQ(c.blue, 0x0000);
+    EXPECT_EQ(CImage::mFillColor.red, 0xFFFF); // bits 24-31 of 0xF7FFFF00 play no part
+    EXPECT_EQ(CImage::mFillColor.green, 0xFFFF);
+    EXPECT_EQ(CImage::mFillColor.blue, 0x0000);
+}
+
+} // namespace
