@@ -29,7 +29,9 @@ void Require(bool condition)
 
 bool SmallEnough(int32_t width, int32_t height)
 {
-    return width >= 0 && height >= 0 && width <= 32767 && height <= 32767 &&
+    if (width == 0)
+        return height >= 0; // no pixels to decode, whatever the height
+    return width > 0 && height >= 0 && width <= 32767 && height <= 32767 &&
            uint64_t(width) * uint64_t(height) <= kMaxPixels;
 }
 

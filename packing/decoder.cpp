@@ -259,6 +259,8 @@ uint32_t* ExpandPicture(WordSpan picture, int32_t* width, int32_t* height, int32
     *rowBytes = 4 * w;
     const size_t pixels = static_cast<size_t>(w) * static_cast<size_t>(h);
     auto* buffer = new uint32_t[pixels];
+    if (w == 0)
+        return buffer; // rows of no pixels: nothing to read, however many
     const bool current = IsCurrentEncoding(picture);
     for (int32_t r = 0; r < h; r++)
         DecodeRowAs(current, picture, static_cast<uint32_t>(r), static_cast<uint32_t>(w),
