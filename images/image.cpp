@@ -229,27 +229,27 @@ void CImage::Stretch(Rect* src, Rect* dst, GWorldPtr dest, bool antialias, RGBCo
     Rect d = *dst;
 
     native = true;
-    int32_t pictureWidth = 0;
-    int32_t pictureHeight = 0;
-    int32_t rowBytes = 0;
-    OwnedPixels pixels(Uncompress(data, &pictureWidth, &pictureHeight, &rowBytes));
-    width = pictureWidth;
-    height = pictureHeight;
-    const size_t count = static_cast<size_t>(rowBytes / 4) * static_cast<size_t>(height);
+    if (s.right - s.left == d.right - d.left && s.bottom - s.top == d.bottom - d.top) {
+        // Same size: composite straight from the packed rows of the area
+        // drawn, which gives the pixels of expanding the whole picture and
+        // compositing it with MyCGCopyRaw, at a fraction of the cost.
+        width = static_cast<int32_t>(data[4]);
+        height = static_cast<int32_t>(data[5]);
+        CompositePackedPicture(data, &s, dest, &d, colour);
+        return;
+    }
 
+    int32_t rowBytes = 0;
+    OwnedPixels pixels(Uncompress(data, &width, &height, &rowBytes));
     if (colour) {
         // [BBBBBBBB][GGGGGGGG][RRRRRRRR][00000000] from the colour's high bytes
         const uint32_t tint = (uint32_t{colour->blue} >> 8 << 24) |
                               (uint32_t{colour->green} >> 8 << 16) |
                               (uint32_t{colour->red} >> 8 << 8);
+        const size_t count = static_cast<size_t>(rowBytes / 4) * static_cast<size_t>(height);
         uint32_t* p = pixels.get();
         for (size_t i = 0; i < count; i++, p++)
             *p = (*p >> 8) == 0 ? ((*p & 0xFF) | tint) : kTintMissWord;
-    }
-
-    if (s.right - s.left == d.right - d.left && s.bottom - s.top == d.bottom - d.top) {
-        MyCGCopyRaw(pixels.get(), rowBytes / 4, dest, &s, &d, kCGImageAlphaFirst, antialias, false);
-        return;
     }
     GWorldPtr wrapped = nullptr;
     Rect bounds;

@@ -105,6 +105,16 @@ SPRIG_EXPORT uint32_t* Compress(GWorldPtr gw, int32_t left, int32_t top, int32_t
 SPRIG_EXPORT uint32_t* CompressBuffer(const uint32_t* pixels, int32_t width, int32_t height,
                                       int32_t rowBytes);
 
+/* Draws the srcRect area of a packed picture over the same-size dstRect of a
+ * world, straight from its packets: exactly what expanding the picture and
+ * compositing its pixels with MyMixColors gives, visiting only the pixels
+ * drawn. dstRect is clipped to the world; srcRect must lie inside the
+ * picture. With a tint, black pixels take the tint's colour (keeping their
+ * alpha) and every other pixel is left out, as for a colorized picture. */
+SPRIG_EXPORT void CompositePackedPicture(const uint32_t* picture, const Rect* srcRect,
+                                         GWorldPtr dst, const Rect* dstRect,
+                                         const RGBColor* tint);
+
 /* Expands a sixteen-bit packed picture, given from its row table on, into a
  * new 32-bit world of width x height (DisposeGWorld); null when the world
  * cannot be made. */

@@ -1,0 +1,173 @@
+// Drawing a sprite-like picture from the picture pool, side by side with
+// cairo painting the same picture from a ready image surface (OVER), and the
+// cost of building a scaled copy.
+//
+// BM_PoolDraw and BM_CairoPaint each draw a 64 x 64 picture (transparent
+// surroundings, an opaque disc with soft edges) 1000 times at positions
+// across a 480 x 360 world. After the runs the ratio is printed; the aim is
+// pool / cairo <= 1.
+#include <benchmark/benchmark.h>
+#include <cairo.h>
+
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "sprig/images.h"
+#include "sprig/packing.h"
+
+namespace {
+
+constexpr int kStageWidth = 480;
+constexpr int kStageHeight = 360;
+constexpr int kDraws = 1000;
+
+// [BBBBBBBB][GGGGGGGG][RRRRRRRR][AAAAAAAA]
+uint32_t Word(uint32_t red, uint32_t green, uint32_t blue, uint32_t alpha)
+{
+    return (blue << 24) | (green << 16) | (red << 8) | alpha;
+}
+
+std::vector<uint32_t> SpritePixels(int size)
+{
+    std::vector<uint32_t> pixels(static_cast<size_t>(size) * size);
+    const double centre = size / 2.0;
+    const double radius = size * 0.4;
+    for (int y = 0; y < size; y++)
+        for (int x = 0; x < size; x++) {
+            const double r = std::hypot(x + 0.5 - centre, y + 0.5 - centre);
+            const double cover = std::fmin(1.0, std::fmax(0.0, (radius - r) / 2.0));
+            const auto alpha = static_cast<uint32_t>(std::lround(cover * 255));
+            pixels[static_cast<size_t>(y * size + x)] =
+                alpha ? Word(230, 120 + (x & 63), 20, alpha) : 0;
+        }
+    return pixels;
+}
+
+// Registers a picture of size x size in the pool under number.
+void Register(int32_t number, int size)
+{
+    const std::vector<uint32_t> pixels = SpritePixels(size);
+    uint32_t* packed = CompressBuffer(pixels.data(), size, size, 4 * size);
+    PictureRecord record = {size, size, packed[0], packed};
+    SetCompressedImage(number, reinterpret_cast<char*>(&record));
+    std::free(packed);
+}
+
+// Where draw i lands: spread over the stage, partly off its edges.
+void Position(int i, int* x, int* y)
+{
+    *x = (i * 37) % (kStageWidth + 32) - 32;
+    *y = (i * 53) % (kStageHeight + 32) - 32;
+}
+
+void BM_PoolDraw(benchmark::State& state)
+{
+    Register(300, 64);
+    GWorldPtr world = nullptr;
+    Rect bounds;
+    SetRect(&bounds, 0, 0, kStageWidth, kStageHeight);
+    NewGWorld(&world, 32, &bounds, nullptr, nullptr, 0);
+    Rect src;
+    SetRect(&src, 0, 0, 64, 64);
+    for (auto _ : state) {
+        for (int i = 0; i < kDraws; i++) {
+            int x, y;
+            Position(i, &x, &y);
+            Rect dst;
+            SetRect(&dst, static_cast<int16_t>(x), static_cast<int16_t>(y),
+                    static_cast<int16_t>(x + 64), static_cast<int16_t>(y + 64));
+            StretchImage(300, &src, &dst, world, 0);
+        }
+        benchmark::ClobberMemory();
+    }
+    DisposeGWorld(world);
+    ResetFreeImage(300);
+}
+
+void BM_CairoPaint(benchmark::State& state)
+{
+    // cairo's own format: premultiplied, native-endian ARGB.
+    const std::vector<uint32_t> pixels = SpritePixels(64);
+    cairo_surface_t* sprite = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, 64, 64);
+    auto* data = reinterpret_cast<uint32_t*>(cairo_image_surface_get_data(sprite));
+    const int stride = cairo_image_surface_get_stride(sprite) / 4;
+    for (int y = 0; y < 64; y++)
+        for (int x = 0; x < 64; x++) {
+            const uint32_t p = pixels[static_cast<size_t>(y * 64 + x)];
+            const uint32_t a = p & 0xFF;
+            const uint32_t r = ((p >> 8) & 0xFF) * a / 255;
+            const uint32_t g = ((p >> 16) & 0xFF) * a / 255;
+            const uint32_t b = (p >> 24) * a / 255;
+            data[y * stride + x] = (a << 24) | (r << 16) | (g << 8) | b;
+        }
+    cairo_surface_mark_dirty(sprite);
+    cairo_surface_t* stage =
+        cairo_image_surface_create(CAIRO_FORMAT_ARGB32, kStageWidth, kStageHeight);
+    cairo_t* cr = cairo_create(stage);
+    for (auto _ : state) {
+        for (int i = 0; i < kDraws; i++) {
+            int x, y;
+            Position(i, &x, &y);
+            cairo_set_source_surface(cr, sprite, x, y);
+            cairo_paint(cr);
+        }
+        cairo_surface_flush(stage);
+        benchmark::ClobberMemory();
+    }
+    cairo_destroy(cr);
+    cairo_surface_destroy(stage);
+    cairo_surface_destroy(sprite);
+}
+
+// Building the scaled copy of a 256 x 256 picture at a new scale each time.
+void BM_GetImageNewScale(benchmark::State& state)
+{
+    Register(301, 256);
+    int32_t scale = 41;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(gImagePool.GetImage(301, scale, 255));
+        scale = scale == 80 ? 41 : scale + 1;
+    }
+    ResetFreeImage(301);
+}
+
+BENCHMARK(BM_PoolDraw)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_CairoPaint)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_GetImageNewScale)->Unit(benchmark::kMicrosecond);
+
+class RatioReporter : public benchmark::ConsoleReporter
+{
+  public:
+    void ReportRuns(const std::vector<Run>& runs) override
+    {
+        for (const Run& run : runs)
+            if (run.run_type == Run::RT_Iteration && !run.error_occurred)
+                mTimes[run.benchmark_name()] = run.GetAdjustedRealTime();
+        ConsoleReporter::ReportRuns(runs);
+    }
+    double Time(const std::string& name) const
+    {
+        const auto found = mTimes.find(name);
+        return found == mTimes.end() ? NAN : found->second;
+    }
+
+  private:
+    std::map<std::string, double> mTimes;
+};
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    benchmark::Initialize(&argc, argv);
+    RatioReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    benchmark::Shutdown();
+    std::printf("pool draw / cairo paint = %.2fx (aim <= 1)\n",
+                reporter.Time("BM_PoolDraw") / reporter.Time("BM_CairoPaint"));
+    return 0;
+}
