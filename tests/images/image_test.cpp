@@ -317,3 +317,46 @@ TEST(Image, ReplaceColorCoversPaddingAndRectangles)
 }
 
 } // namespace
+
+namespace {
+
+// Everything a host does to pictures, a thousand times over; run under
+// LeakSanitizer in CI, so that any picture, copy or buffer left behind fails.
+TEST_F(Pool, AThousandPicturesComeAndGoWithoutLeaks)
+{
+    std::vector<uint32_t> pixels(6 * 5, kClear);
+    for (int i = 0; i < 12; i++)
+        pixels[static_cast<size_t>(i * 2 + 3)] = i % 3 ? kRed : kBlackHalf;
+    Packed a(pixels, 6);
+    Packed b({kRed, kBlackHalf, kClear, kRed}, 2);
+    World dst = MakeWorld(16, 16);
+    Rect src = {0, 0, 5, 6};
+    Rect big = {0, 0, 10, 12};
+    for (int i = 0; i < 1000; i++) {
+        const int32_t number = 256 + i;
+        ASSERT_EQ(SetCompressedImage(number, a.record()), 1);
+        ASSERT_NE(gImagePool.GetImage(number, 60 + i % 7, static_cast<short>(i % 255)), nullptr);
+        ASSERT_NE(gImagePool.GetImage(number, 40, 100), nullptr);
+        if (i % 10 == 0) {
+            EXPECT_EQ(StretchImage(number, &src, &big, dst.get(), 1), 1);
+            CGImageRef image = GetCGImage(number, 40);
+            ASSERT_NE(image, nullptr);
+            CGImageRelease(image);
+            DisposeGWorld(GetImage(number));
+        }
+        if (i % 3 == 0) {
+            ASSERT_EQ(SetCompressedImage(number, b.record()), 1); // replaces the chain
+        }
+        if (i % 5 == 0)
+            CopyImage(number, number - 1 < 256 ? 15999 : number - 1);
+        if (i % 7 == 0)
+            ResetFreeImage(number);
+    }
+    EXPECT_EQ(GetImageWidth(256 + 998), 6);
+    EXPECT_EQ(GetImageWidth(256 + 999), 2); // replaced
+    ClearAllImages();
+    EXPECT_EQ(GetFreeImageNumber(), 256);
+    EXPECT_EQ(GetImageWidth(15999), 0);
+}
+
+} // namespace
