@@ -112,8 +112,7 @@ SPRIG_EXPORT uint32_t* CompressBuffer(const uint32_t* pixels, int32_t width, int
  * picture. With a tint, black pixels take the tint's colour (keeping their
  * alpha) and every other pixel is left out, as for a colorized picture. */
 SPRIG_EXPORT void CompositePackedPicture(const uint32_t* picture, const Rect* srcRect,
-                                         GWorldPtr dst, const Rect* dstRect,
-                                         const RGBColor* tint);
+                                         GWorldPtr dst, const Rect* dstRect, const RGBColor* tint);
 
 /* Expands a sixteen-bit packed picture, given from its row table on, into a
  * new 32-bit world of width x height (DisposeGWorld); null when the world
