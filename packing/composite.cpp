@@ -60,11 +60,9 @@ inline void CompositeOne(uint32_t* d, uint32_t p)
 }
 
 // n stored pixels (bytes reversed) over d. A stored pixel has its alpha in
-// bits 24-31. Opaque stretches, the bulk of a sprite, are copied without
-// looking at each pixel; a copy of the function built for AVX2 is chosen at
-// load time on processors that have it.
-__attribute__((target_clones("avx2", "default"))) void
-CompositeStored(uint32_t* d, const uint32_t* stored, uint32_t n, const Paint& paint)
+// bits 24-31. Opaque stretches, the bulk of a sprite, are copied eight
+// pixels at a time without looking at each pixel.
+void CompositeStored(uint32_t* d, const uint32_t* stored, uint32_t n, const Paint& paint)
 {
     uint32_t i = 0;
     if (!paint.tinted) {
