@@ -79,9 +79,7 @@ void CompositeSameSize(const uint32_t* src, int32_t srcRowPixels, GWorldPtr dst,
         const uint32_t* s = src + (ptrdiff_t{srcRect.top} + dy) * srcRowPixels + srcRect.left + dx;
         uint8_t* dRow = reinterpret_cast<uint8_t*>(RowOf(d, clip.top) + clip.left);
         for (int r = 0; r < height; r++, s += srcRowPixels, dRow += d.rowBytes) {
-            uint32_t* p = reinterpret_cast<uint32_t*>(dRow);
-            for (int c = 0; c < width; c++)
-                p[c] = sprig::MixPixel(s[c], p[c]);
+            CompositeRow(s, reinterpret_cast<uint32_t*>(dRow), width);
         }
     }
     Unlock(dst);
