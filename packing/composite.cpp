@@ -59,33 +59,38 @@ inline void CompositeOne(uint32_t* d, uint32_t p)
         *d = sprig::MixPixel(p, *d);
 }
 
-// n stored pixels (bytes reversed) over d. A stored pixel has its alpha in
-// bits 24-31. Opaque stretches, the bulk of a sprite, are copied eight
-// pixels at a time without looking at each pixel.
-void CompositeStored(uint32_t* d, const uint32_t* stored, uint32_t n, const Paint& paint)
+// n stored pixels (bytes reversed) over d, untinted. A stored pixel has its
+// alpha in bits 24-31. Opaque stretches, the bulk of a sprite, are copied
+// eight pixels at a time without looking at each pixel.
+void CompositeStoredPlain(uint32_t* d, const uint32_t* stored, uint32_t n)
 {
     uint32_t i = 0;
-    if (!paint.tinted) {
-        // Eight pixels at a time while all eight are opaque: the test and the
-        // copy are plain loops over a fixed count, which vectorize.
-        while (i + 8 <= n) {
-            uint32_t opaque = 0xFF;
+    while (i + 8 <= n) {
+        // The top byte of the words' AND is 0xFF only if every alpha is.
+        uint32_t all = 0xFFFFFFFF;
+        for (uint32_t k = 0; k < 8; k++)
+            all &= stored[i + k];
+        if ((all >> 24) == 0xFF) {
             for (uint32_t k = 0; k < 8; k++)
-                opaque &= stored[i + k] >> 24;
-            if (opaque == 0xFF) {
-                for (uint32_t k = 0; k < 8; k++)
-                    d[i + k] = SwapPixel(stored[i + k]);
-                i += 8;
-                continue;
-            }
-            for (const uint32_t end = i + 8; i < end; i++)
-                CompositeOne(d + i, SwapPixel(stored[i]));
+                d[i + k] = SwapPixel(stored[i + k]);
+            i += 8;
+            continue;
         }
-        for (; i < n; i++)
+        for (const uint32_t end = i + 8; i < end; i++)
             CompositeOne(d + i, SwapPixel(stored[i]));
-        return;
     }
     for (; i < n; i++)
+        CompositeOne(d + i, SwapPixel(stored[i]));
+}
+
+// n stored pixels over d, tinted or not.
+void CompositeStored(uint32_t* d, const uint32_t* stored, uint32_t n, const Paint& paint)
+{
+    if (!paint.tinted) {
+        CompositeStoredPlain(d, stored, n);
+        return;
+    }
+    for (uint32_t i = 0; i < n; i++)
         CompositeOne(d + i, paint(SwapPixel(stored[i])));
 }
 
