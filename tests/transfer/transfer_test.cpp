@@ -256,8 +256,8 @@ TEST(CompositeRow, MatchesThePlainBlendOnMillionsOfPixels)
         const int count = static_cast<int>(rng() % 68);
         // Runs of four share an alpha mode, so whole groups of opaque,
         // transparent and mixed sources and destinations all occur.
+        int srcMode = 0, dstMode = 0;
         for (int i = 0; i < count; i++) {
-            static int srcMode = 0, dstMode = 0;
             if (i % 4 == 0) {
                 srcMode = static_cast<int>(rng() % 4);
                 dstMode = static_cast<int>(rng() % 4);
