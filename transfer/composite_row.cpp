@@ -87,18 +87,21 @@ void CompositeRow(const uint32_t* src, uint32_t* dst, int count)
 {
     const __m128i alphaMask = _mm_set1_epi32(0xFF);
     const __m128i zero = _mm_setzero_si128();
+    const __m128i ones = _mm_set1_epi32(-1);
     int i = 0;
     for (; i + 4 <= count; i += 4) {
         const __m128i s = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + i));
-        const __m128i sa = _mm_and_si128(s, alphaMask);
-        const __m128i clear = _mm_cmpeq_epi32(sa, zero);
-        const __m128i solid = _mm_cmpeq_epi32(sa, alphaMask);
-        if (_mm_movemask_epi8(clear) == 0xFFFF)
+        // Bytes 0, 4, 8 and 12 are the four alphas.
+        const int clearBytes = _mm_movemask_epi8(_mm_cmpeq_epi8(s, zero)) & 0x1111;
+        if (clearBytes == 0x1111)
             continue;
-        if (_mm_movemask_epi8(solid) == 0xFFFF) {
+        if ((_mm_movemask_epi8(_mm_cmpeq_epi8(s, ones)) & 0x1111) == 0x1111) {
             _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + i), s);
             continue;
         }
+        const __m128i sa = _mm_and_si128(s, alphaMask);
+        const __m128i clear = _mm_cmpeq_epi32(sa, zero);
+        const __m128i solid = _mm_cmpeq_epi32(sa, alphaMask);
         const __m128i d = _mm_loadu_si128(reinterpret_cast<const __m128i*>(dst + i));
         const __m128i da = _mm_and_si128(d, alphaMask);
         if (_mm_movemask_epi8(_mm_cmpeq_epi32(da, alphaMask)) == 0xFFFF) {
