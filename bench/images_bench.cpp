@@ -16,6 +16,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/ratio_reporter.h"
 #include "sprig/images.h"
 #include "sprig/packing.h"
 
@@ -144,26 +145,6 @@ void BM_GetImageNewScale(benchmark::State& state)
 BENCHMARK(BM_PoolDraw)->Arg(0)->Arg(1)->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_CairoPaint)->Arg(0)->Arg(1)->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_GetImageNewScale)->Unit(benchmark::kMicrosecond);
-
-class RatioReporter : public benchmark::ConsoleReporter
-{
-  public:
-    void ReportRuns(const std::vector<Run>& runs) override
-    {
-        for (const Run& run : runs)
-            if (run.run_type == Run::RT_Iteration && !run.error_occurred)
-                mTimes[run.benchmark_name()] = run.GetAdjustedRealTime();
-        ConsoleReporter::ReportRuns(runs);
-    }
-    double Time(const std::string& name) const
-    {
-        const auto found = mTimes.find(name);
-        return found == mTimes.end() ? NAN : found->second;
-    }
-
-  private:
-    std::map<std::string, double> mTimes;
-};
 
 } // namespace
 

@@ -19,6 +19,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/ratio_reporter.h"
 #include "sprig/packing.h"
 
 namespace {
@@ -174,28 +175,6 @@ BENCHMARK(BM_Memcpy)->Arg(1)->Arg(0);
 BENCHMARK(BM_LibpngDecode)->Arg(1)->Arg(0);
 BENCHMARK(BM_Compress)->Arg(1)->Arg(0);
 BENCHMARK(BM_LibpngEncode)->Arg(1)->Arg(0);
-
-// Keeps each benchmark's time per iteration for the ratios.
-class RatioReporter : public benchmark::ConsoleReporter
-{
-  public:
-    void ReportRuns(const std::vector<Run>& runs) override
-    {
-        for (const Run& run : runs)
-            if (run.run_type == Run::RT_Iteration && !run.error_occurred)
-                mTimes[run.benchmark_name()] = run.GetAdjustedRealTime();
-        ConsoleReporter::ReportRuns(runs);
-    }
-
-    double Time(const std::string& name) const
-    {
-        const auto found = mTimes.find(name);
-        return found == mTimes.end() ? NAN : found->second;
-    }
-
-  private:
-    std::map<std::string, double> mTimes;
-};
 
 } // namespace
 

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/ratio_reporter.h"
 #include "sprig/paint.h"
 
 namespace {
@@ -104,21 +105,6 @@ void CairoGradientStroke(benchmark::State& state)
 BENCHMARK(SprigBrushLine);
 BENCHMARK(CairoGradientStroke);
 
-// Reports as usual and keeps each benchmark's real time per iteration.
-class RatioReporter : public benchmark::ConsoleReporter
-{
-  public:
-    void ReportRuns(const std::vector<Run>& runs) override
-    {
-        ConsoleReporter::ReportRuns(runs);
-        // With repetitions, the mean stands for the benchmark.
-        for (const Run& run : runs)
-            if (run.run_type == Run::RT_Iteration || run.aggregate_name == "mean")
-                times[run.run_name.function_name] = run.GetAdjustedRealTime();
-    }
-    std::map<std::string, double> times;
-};
-
 } // namespace
 
 int main(int argc, char** argv)
@@ -127,11 +113,8 @@ int main(int argc, char** argv)
     benchmark::Initialize(&argc, argv);
     RatioReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
-    const auto ours = reporter.times.find("SprigBrushLine");
-    const auto peer = reporter.times.find("CairoGradientStroke");
-    if (ours != reporter.times.end() && peer != reporter.times.end() && peer->second > 0)
-        std::printf("brush line + PaintMix / cairo gradient stroke: %.2f\n",
-                    ours->second / peer->second);
+    std::printf("brush line + PaintMix / cairo gradient stroke: %.2f\n",
+                reporter.Time("SprigBrushLine") / reporter.Time("CairoGradientStroke"));
     benchmark::Shutdown();
     return 0;
 }

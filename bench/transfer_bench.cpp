@@ -26,6 +26,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/ratio_reporter.h"
 #include "platform/coregraphics.h"
 #include "sprig/blend.h"
 #include "sprig/transfer.h"
@@ -291,28 +292,6 @@ double PairedStrokeRatio()
 BENCHMARK(BM_MyCGCopyRaw)->Arg(255)->Arg(0)->Arg(128);
 BENCHMARK(BM_PixmanOver)->Arg(255)->Arg(0)->Arg(128);
 BENCHMARK(BM_Stroke)->Args({480, 360})->Args({4000, 4000});
-
-// Keeps each benchmark's time per iteration for the ratios.
-class RatioReporter : public benchmark::ConsoleReporter
-{
-  public:
-    void ReportRuns(const std::vector<Run>& runs) override
-    {
-        for (const Run& run : runs)
-            if (run.run_type == Run::RT_Iteration && !run.error_occurred)
-                mTimes[run.benchmark_name()] = run.GetAdjustedRealTime();
-        ConsoleReporter::ReportRuns(runs);
-    }
-
-    double Time(const std::string& name) const
-    {
-        const auto found = mTimes.find(name);
-        return found == mTimes.end() ? NAN : found->second;
-    }
-
-  private:
-    std::map<std::string, double> mTimes;
-};
 
 } // namespace
 
