@@ -10,17 +10,12 @@
 #include "sprig/platform.h"
 #include "tools/command.h"
 #include "tools/file_io.h"
+#include "tools/world.h"
 
 namespace {
 
 // Worlds keep their row bytes in 14 bits: 4092 pixels of 4 bytes, padded.
 constexpr int kMaxWorldWidth = 4092;
-
-struct WorldDeleter
-{
-    void operator()(OpaqueGrafPtr* world) const { DisposeGWorld(world); }
-};
-using WorldPtr = std::unique_ptr<OpaqueGrafPtr, WorldDeleter>;
 
 bool IsPng(const std::vector<uint8_t>& bytes)
 {
@@ -39,16 +34,12 @@ bool FingerprintPng(const std::string& path, char* fingerprint, std::string* err
                  std::to_string(kMaxWorldWidth);
         return false;
     }
-    GWorldPtr world = nullptr;
-    Rect bounds;
-    SetRect(&bounds, 0, 0, static_cast<int16_t>(image.width), static_cast<int16_t>(image.height));
-    const OSErr err = NewGWorld(&world, 32, &bounds, nullptr, nullptr, 0);
-    if (err != noErr) {
-        *error = path + ": cannot make a " + std::to_string(image.width) + " x " +
-                 std::to_string(image.height) + " world (error " + std::to_string(err) + ")";
+    WorldPtr owner = NewWorld(image.width, image.height, error);
+    if (!owner) {
+        *error = path + ": " + *error;
         return false;
     }
-    WorldPtr owner(world);
+    GWorldPtr world = owner.get();
     PixMapHandle pm = GetGWorldPixMap(world);
     LockPixels(pm);
     char* base = GetPixBaseAddr(pm);

@@ -6,6 +6,7 @@
 #include "tools/command.h"
 #include "tools/file_io.h"
 #include "tools/paint_scene.h"
+#include "tools/world.h"
 
 namespace {
 
@@ -33,20 +34,11 @@ int RunPaint(const std::vector<std::string>& args)
     if (out.empty())
         out = "paint.png";
 
-    GWorldPtr world = nullptr;
-    Rect bounds;
-    SetRect(&bounds, 0, 0, static_cast<int16_t>(width), static_cast<int16_t>(height));
-    const OSErr err = NewGWorld(&world, 32, &bounds, nullptr, nullptr, 0);
-    if (err != noErr)
-        return Fail("cannot make a " + std::to_string(width) + " x " + std::to_string(height) +
-                    " world (error " + std::to_string(err) + ")");
-    std::unique_ptr<OpaqueGrafPtr, void (*)(GWorldPtr)> owner(world, DisposeGWorld);
     std::string error;
-    if (!PaintSampleScene(world, &error))
+    WorldPtr world = NewWorld(static_cast<int>(width), static_cast<int>(height), &error);
+    if (!world)
         return Fail(error);
-    PixMapHandle pm = GetGWorldPixMap(world);
-    if (!WritePng(out, reinterpret_cast<const uint32_t*>(GetPixBaseAddr(pm)),
-                  static_cast<int>(width), static_cast<int>(height), GetPixRowBytes(pm), &error))
+    if (!PaintSampleScene(world.get(), &error) || !WriteWorldPng(out, world.get(), &error))
         return Fail(error);
     std::printf("wrote %s (%ld x %ld)\n", out.c_str(), width, height);
     return 0;

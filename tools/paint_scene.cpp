@@ -11,34 +11,14 @@
 #include <memory>
 #include <vector>
 
-namespace {
+#include "tools/world.h"
 
-struct WorldDeleter
-{
-    void operator()(OpaqueGrafPtr* world) const { DisposeGWorld(world); }
-};
-using WorldPtr = std::unique_ptr<OpaqueGrafPtr, WorldDeleter>;
+namespace {
 
 // [BBBBBBBB][GGGGGGGG][RRRRRRRR][AAAAAAAA]
 uint32_t Word(uint32_t red, uint32_t green, uint32_t blue, uint32_t alpha)
 {
     return (blue << 24) | (green << 16) | (red << 8) | alpha;
-}
-
-uint32_t* Row(GWorldPtr world, int v)
-{
-    PixMapHandle pm = GetGWorldPixMap(world);
-    return reinterpret_cast<uint32_t*>(GetPixBaseAddr(pm) + v * GetPixRowBytes(pm));
-}
-
-WorldPtr NewWorld(int width, int height)
-{
-    GWorldPtr world = nullptr;
-    Rect bounds;
-    SetRect(&bounds, 0, 0, static_cast<int16_t>(width), static_cast<int16_t>(height));
-    if (NewGWorld(&world, 32, &bounds, nullptr, nullptr, 0) != noErr)
-        return nullptr;
-    return WorldPtr(world);
 }
 
 // A soft round brush: full coverage within 3 pixels of its centre, fading
@@ -110,7 +90,8 @@ class Painter
         else
             PaintMix(&reach, &mState);
         for (int v = reach.top; v < reach.bottom; v++)
-            std::memcpy(Row(mPicture, v) + reach.left, Row(mScratch.get(), v) + reach.left,
+            std::memcpy(WorldRow(mPicture, v) + reach.left,
+                        WorldRow(mScratch.get(), v) + reach.left,
                         static_cast<size_t>(reach.right - reach.left) * 4);
         mState.colorWorld = nullptr;
     }
@@ -119,7 +100,7 @@ class Painter
     void SyncScratch(int left, int top, int right, int bottom)
     {
         for (int v = top; v < bottom; v++)
-            std::memcpy(Row(mScratch.get(), v) + left, Row(mPicture, v) + left,
+            std::memcpy(WorldRow(mScratch.get(), v) + left, WorldRow(mPicture, v) + left,
                         static_cast<size_t>(right - left) * 4);
     }
 
@@ -138,7 +119,7 @@ void LayPaper(GWorldPtr world, int width, int height)
 {
     for (int v = 0; v < height; v++) {
         const uint32_t shade = static_cast<uint32_t>(18 * v / std::max(1, height - 1));
-        uint32_t* row = Row(world, v);
+        uint32_t* row = WorldRow(world, v);
         for (int h = 0; h < width; h++)
             row[h] = Word(250 - shade, 244 - shade, 228 - shade, 255);
     }
@@ -148,7 +129,7 @@ void LayPaper(GWorldPtr world, int width, int height)
 void MakeSunsetTexture(GWorldPtr texture, int width, int height)
 {
     for (int v = 0; v < height; v++) {
-        uint32_t* row = Row(texture, v);
+        uint32_t* row = WorldRow(texture, v);
         const uint32_t light =
             static_cast<uint32_t>(40 * (height - 1 - v) / std::max(1, height - 1));
         for (int h = 0; h < width; h++) {
@@ -184,13 +165,10 @@ bool PaintSampleScene(GWorldPtr world, std::string* error)
                  std::to_string(kPaintSceneMinHeight);
         return false;
     }
-    WorldPtr scratch = NewWorld(width, height);
-    WorldPtr texture = NewWorld(width, height);
-    if (!scratch || !texture) {
-        *error = "cannot make " + std::to_string(width) + " x " + std::to_string(height) +
-                 " scratch pictures";
+    WorldPtr scratch = NewWorld(width, height, error);
+    WorldPtr texture = NewWorld(width, height, error);
+    if (!scratch || !texture)
         return false;
-    }
     PaintInit();
     LayPaper(world, width, height);
     MakeSunsetTexture(texture.get(), width, height);

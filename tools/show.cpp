@@ -10,14 +10,9 @@
 #include "tools/command.h"
 #include "tools/file_io.h"
 #include "tools/packed_file.h"
+#include "tools/world.h"
 
 namespace {
-
-struct WorldDeleter
-{
-    void operator()(OpaqueGrafPtr* world) const { DisposeGWorld(world); }
-};
-using WorldPtr = std::unique_ptr<OpaqueGrafPtr, WorldDeleter>;
 
 struct FreeDeleter
 {
@@ -116,21 +111,17 @@ int RunShow(const std::vector<std::string>& args)
     if (width <= 0 || height <= 0)
         return Fail(paths[0] + ": at scale " + std::to_string(scale) + " the picture is empty");
 
-    GWorldPtr world = nullptr;
+    WorldPtr world = NewWorld(width, height, &error);
+    if (!world)
+        return Fail(paths[0] + ": " + error);
     Rect bounds;
-    SetRect(&bounds, 0, 0, static_cast<int16_t>(width), static_cast<int16_t>(height));
-    if (width > 4092 || NewGWorld(&world, 32, &bounds, nullptr, nullptr, 0) != noErr)
-        return Fail(paths[0] + ": cannot make a " + std::to_string(width) + " x " +
-                    std::to_string(height) + " world to draw into");
-    WorldPtr owner(world);
+    GetPortBounds(world.get(), &bounds);
     try {
-        picture->Stretch(&bounds, &bounds, world, true, tinted ? &tint : nullptr);
+        picture->Stretch(&bounds, &bounds, world.get(), true, tinted ? &tint : nullptr);
     } catch (...) {
         return Fail(paths[0] + ": drawing the picture failed");
     }
-    PixMapHandle pm = GetGWorldPixMap(world);
-    if (!WritePng(paths[1], reinterpret_cast<const uint32_t*>(GetPixBaseAddr(pm)), width, height,
-                  GetPixRowBytes(pm), &error))
+    if (!WriteWorldPng(paths[1], world.get(), &error))
         return Fail(error);
     std::printf("wrote %s (%d x %d, scale %ld, opacity %ld%s)\n", paths[1].c_str(), width, height,
                 scale, opacity, tinted ? ", tinted" : "");

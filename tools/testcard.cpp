@@ -6,20 +6,9 @@
 #include "sprig/foundation.h"
 #include "tools/command.h"
 #include "tools/file_io.h"
+#include "tools/world.h"
 
 namespace {
-
-struct WorldDeleter
-{
-    void operator()(OpaqueGrafPtr* world) const { DisposeGWorld(world); }
-};
-using WorldPtr = std::unique_ptr<OpaqueGrafPtr, WorldDeleter>;
-
-uint32_t* PixelRow(GWorldPtr world, int v)
-{
-    PixMapHandle pm = GetGWorldPixMap(world);
-    return reinterpret_cast<uint32_t*>(GetPixBaseAddr(pm) + v * GetPixRowBytes(pm));
-}
 
 // [BBBBBBBB][GGGGGGGG][RRRRRRRR][AAAAAAAA]
 uint32_t Word(uint32_t red, uint32_t green, uint32_t blue, uint32_t alpha)
@@ -52,7 +41,7 @@ void DrawBars(int width, int height)
 void DrawRamps(GWorldPtr world, int width, int top, int rampHeight)
 {
     for (int v = top; v < top + rampHeight; v++) {
-        uint32_t* row = PixelRow(world, v);
+        uint32_t* row = WorldRow(world, v);
         for (int h = 0; h < width; h++) {
             const uint32_t g = static_cast<uint32_t>(h * 255 / (width - 1));
             row[h] = Word(g, g, g, 255);
@@ -60,14 +49,14 @@ void DrawRamps(GWorldPtr world, int width, int top, int rampHeight)
     }
     PixMapHandle pm = GetGWorldPixMap(world);
     const int32_t rowBytes = GetPixRowBytes(pm);
-    uint32_t* ramp = PixelRow(world, top);
-    uint32_t* reduced = PixelRow(world, top + rampHeight);
+    uint32_t* ramp = WorldRow(world, top);
+    uint32_t* reduced = WorldRow(world, top + rampHeight);
     // Reduce32To16 reads bits 0-7, 8-15 and 16-23 (alpha, red, green) and
     // puts them at bits 0, 5 and 10.
     Reduce32To16(ramp, reduced, static_cast<uint32_t>(width), static_cast<uint32_t>(rampHeight),
                  static_cast<uint32_t>(rowBytes), static_cast<uint32_t>(rowBytes));
     for (int v = top + rampHeight; v < top + 2 * rampHeight; v++) {
-        uint32_t* row = PixelRow(world, v);
+        uint32_t* row = WorldRow(world, v);
         for (int h = 0; h < width; h++) {
             const uint32_t g = WordToRGB[(row[h] >> 5) & 0x1F];
             row[h] = Word(g, g, g, 255);
@@ -80,7 +69,7 @@ void DrawRamps(GWorldPtr world, int width, int top, int rampHeight)
 void DrawAlphaSteps(GWorldPtr world, int width, int top, int stepHeight)
 {
     for (int v = top; v < top + stepHeight; v++) {
-        uint32_t* row = PixelRow(world, v);
+        uint32_t* row = WorldRow(world, v);
         for (int h = 0; h < width; h++) {
             const uint32_t alpha = static_cast<uint32_t>(h * 16 / width) * 17;
             row[h] = Word(255, 0, 0, alpha);
@@ -92,18 +81,19 @@ void DrawAlphaSteps(GWorldPtr world, int width, int top, int stepHeight)
 // CopyBits, which repeats every pixel and its alpha.
 void DrawEnlargedTile(GWorldPtr world, int left, int top)
 {
-    GWorldPtr tile = nullptr;
-    Rect tileRect;
-    SetRect(&tileRect, 0, 0, 8, 8);
-    if (NewGWorld(&tile, 32, &tileRect, nullptr, nullptr, 0) != noErr)
+    std::string error;
+    WorldPtr owner = NewWorld(8, 8, &error);
+    if (!owner)
         return;
-    WorldPtr owner(tile);
+    GWorldPtr tile = owner.get();
+    Rect tileRect;
+    GetPortBounds(tile, &tileRect);
     for (int v = 0; v < 8; v++) {
-        uint32_t* row = PixelRow(tile, v);
+        uint32_t* row = WorldRow(tile, v);
         for (int h = 0; h < 8; h++)
             row[h] = ((h + v) & 1) ? Word(0, 0, 255, 255) : Word(255, 255, 0, 255);
     }
-    PixelRow(tile, 0)[0] = Word(255, 255, 255, 0);
+    WorldRow(tile, 0)[0] = Word(255, 255, 255, 0);
     Rect big;
     SetRect(&big, static_cast<int16_t>(left), static_cast<int16_t>(top),
             static_cast<int16_t>(left + 32), static_cast<int16_t>(top + 32));
@@ -153,14 +143,11 @@ int RunTestcard(const std::vector<std::string>& args)
     if (out.empty())
         out = "testcard.png";
 
-    GWorldPtr world = nullptr;
-    Rect bounds;
-    SetRect(&bounds, 0, 0, static_cast<int16_t>(width), static_cast<int16_t>(height));
-    const OSErr err = NewGWorld(&world, 32, &bounds, nullptr, nullptr, 0);
-    if (err != noErr)
-        return Fail("cannot make a " + std::to_string(width) + " x " + std::to_string(height) +
-                    " world (error " + std::to_string(err) + ")");
-    WorldPtr owner(world);
+    std::string error;
+    WorldPtr owner = NewWorld(static_cast<int>(width), static_cast<int>(height), &error);
+    if (!owner)
+        return Fail(error);
+    GWorldPtr world = owner.get();
     {
         StGWorld current(world);
         StLock lock(world);
@@ -174,10 +161,7 @@ int RunTestcard(const std::vector<std::string>& args)
         DrawEnlargedTile(world, 4, h / 2 + 3 * band + 2);
         DrawPenFigure(w - square - 4, h / 2 + 3 * band + 2, square);
     }
-    PixMapHandle pm = GetGWorldPixMap(world);
-    std::string error;
-    if (!WritePng(out, reinterpret_cast<const uint32_t*>(GetPixBaseAddr(pm)),
-                  static_cast<int>(width), static_cast<int>(height), GetPixRowBytes(pm), &error))
+    if (!WriteWorldPng(out, world, &error))
         return Fail(error);
     std::printf("wrote %s (%ld x %ld)\n", out.c_str(), width, height);
     return 0;
