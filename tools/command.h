@@ -31,4 +31,19 @@ bool TakeOption(const std::vector<std::string>& args, size_t& i, const char* nam
 // Parses a whole decimal number within [low, high].
 bool ParseInt(const std::string& text, long low, long high, long* value);
 
+// The arguments of a command that draws one picture:
+// [OUT.png] [--width W] [--height H]. Fill in the defaults before parsing.
+struct PictureArgs
+{
+    std::string out;
+    long width;
+    long height;
+};
+
+// Parses args into *parsed, with W and H at least minWidth and minHeight and
+// at most 4092 (the widest world). On a bad argument, *error says what is
+// wrong in one line.
+bool ParsePictureArgs(const std::vector<std::string>& args, const char* command, long minWidth,
+                      long minHeight, PictureArgs* parsed, std::string* error);
+
 #endif

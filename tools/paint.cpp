@@ -12,29 +12,15 @@ namespace {
 
 int RunPaint(const std::vector<std::string>& args)
 {
-    std::string out;
-    long width = 320;
-    long height = 240;
-    for (size_t i = 0; i < args.size(); i++) {
-        std::string value;
-        if (TakeOption(args, i, "--width", &value)) {
-            if (!ParseInt(value, kPaintSceneMinWidth, 4092, &width))
-                return Fail("--width wants a whole number from " +
-                            std::to_string(kPaintSceneMinWidth) + " to 4092, not '" + value + "'");
-        } else if (TakeOption(args, i, "--height", &value)) {
-            if (!ParseInt(value, kPaintSceneMinHeight, 4092, &height))
-                return Fail("--height wants a whole number from " +
-                            std::to_string(kPaintSceneMinHeight) + " to 4092, not '" + value + "'");
-        } else if (args[i][0] == '-' || !out.empty()) {
-            return Fail("paint: unexpected argument '" + args[i] + "' (see sprig paint --help)");
-        } else {
-            out = args[i];
-        }
-    }
-    if (out.empty())
-        out = "paint.png";
-
+    PictureArgs parsed = {"paint.png", 320, 240};
     std::string error;
+    if (!ParsePictureArgs(args, "paint", kPaintSceneMinWidth, kPaintSceneMinHeight, &parsed,
+                          &error))
+        return Fail(error);
+    const std::string& out = parsed.out;
+    const long width = parsed.width;
+    const long height = parsed.height;
+
     WorldPtr world = NewWorld(static_cast<int>(width), static_cast<int>(height), &error);
     if (!world)
         return Fail(error);

@@ -64,6 +64,36 @@ bool ParseInt(const std::string& text, long low, long high, long* value)
     return true;
 }
 
+bool ParsePictureArgs(const std::vector<std::string>& args, const char* command, long minWidth,
+                      long minHeight, PictureArgs* parsed, std::string* error)
+{
+    bool haveOut = false;
+    for (size_t i = 0; i < args.size(); i++) {
+        std::string value;
+        if (TakeOption(args, i, "--width", &value)) {
+            if (!ParseInt(value, minWidth, 4092, &parsed->width)) {
+                *error = "--width wants a whole number from " + std::to_string(minWidth) +
+                         " to 4092, not '" + value + "'";
+                return false;
+            }
+        } else if (TakeOption(args, i, "--height", &value)) {
+            if (!ParseInt(value, minHeight, 4092, &parsed->height)) {
+                *error = "--height wants a whole number from " + std::to_string(minHeight) +
+                         " to 4092, not '" + value + "'";
+                return false;
+            }
+        } else if (args[i][0] == '-' || haveOut) {
+            *error = std::string(command) + ": unexpected argument '" + args[i] + "' (see sprig " +
+                     command + " --help)";
+            return false;
+        } else {
+            parsed->out = args[i];
+            haveOut = true;
+        }
+    }
+    return true;
+}
+
 int main(int argc, char** argv)
 {
     if (argc < 2) {

@@ -122,28 +122,14 @@ void DrawPenFigure(int left, int top, int size)
 
 int RunTestcard(const std::vector<std::string>& args)
 {
-    std::string out;
-    long width = 320;
-    long height = 240;
-    for (size_t i = 0; i < args.size(); i++) {
-        std::string value;
-        if (TakeOption(args, i, "--width", &value)) {
-            if (!ParseInt(value, 64, 4092, &width))
-                return Fail("--width wants a whole number from 64 to 4092, not '" + value + "'");
-        } else if (TakeOption(args, i, "--height", &value)) {
-            if (!ParseInt(value, 96, 4096, &height))
-                return Fail("--height wants a whole number from 96 to 4096, not '" + value + "'");
-        } else if (args[i][0] == '-' || !out.empty()) {
-            return Fail("testcard: unexpected argument '" + args[i] +
-                        "' (see sprig testcard --help)");
-        } else {
-            out = args[i];
-        }
-    }
-    if (out.empty())
-        out = "testcard.png";
-
+    PictureArgs parsed = {"testcard.png", 320, 240};
     std::string error;
+    if (!ParsePictureArgs(args, "testcard", 64, 96, &parsed, &error))
+        return Fail(error);
+    const std::string& out = parsed.out;
+    const long width = parsed.width;
+    const long height = parsed.height;
+
     WorldPtr owner = NewWorld(static_cast<int>(width), static_cast<int>(height), &error);
     if (!owner)
         return Fail(error);
