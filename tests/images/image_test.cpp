@@ -130,6 +130,8 @@ TEST_F(Pool, DerivedCopiesAreCachedOneAtATime)
     EXPECT_EQ(natural->derived, doubled);
     EXPECT_EQ(doubled->derived, fadedDouble);
     EXPECT_EQ(fadedDouble->opacity, 128);
+    EXPECT_EQ(gImagePool.GetImage(7, 80, 128), fadedDouble); // the whole chain is reused
+    EXPECT_EQ(natural->derived, doubled);
 
     // A faded natural-size copy replaces the scaled copy, and back again.
     CImage* faded = gImagePool.GetImage(7, 40, 128);
