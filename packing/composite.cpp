@@ -3,7 +3,7 @@
 // The result is exactly that of expanding the picture and compositing the
 // expanded pixels with MyMixColors, but only the rows and columns drawn are
 // visited, and a run is handled once: a transparent run is skipped, an
-// opaque run is filled, and only partly transparent pixels are blended.
+// opaque run is filled, and everything else goes through the row blend.
 // Pictures of the older encoding are expanded one row at a time instead.
 #include <memory>
 
@@ -17,25 +17,41 @@ constexpr uint32_t kRunBit = 0x80000000;
 constexpr uint32_t kLastBit = 0x40000000;
 constexpr uint32_t kCountMask = 0x3FFFFFFF;
 
-// The colour a tint gives a black pixel: [BBBBBBBB][GGGGGGGG][RRRRRRRR][00000000]
-// from the high bytes of the colour's channels. Every other pixel becomes
-// 0xFF7FFF00, which has alpha 0 and so is never drawn.
+// The pixel a pixel word is drawn as. Untinted, the word itself. Tinted, a
+// black pixel takes the tint's colour, [BBBBBBBB][GGGGGGGG][RRRRRRRR] from the
+// high bytes of the colour's channels, and keeps its alpha; every other pixel
+// becomes 0xFF7FFF00, which has alpha 0 and so is never drawn (0 serves the
+// same).
 struct Paint
 {
     bool tinted;
     uint32_t tint;
 
-    // The pixel to draw for a pixel word, or 0 when nothing is drawn. Alpha
-    // 0 draws nothing whatever its colour, so 0 serves as "skip".
     uint32_t operator()(uint32_t word) const
     {
-        if (tinted)
-            return (word >> 8) == 0 ? (word & 0xFF) | tint : 0;
-        return (word & 0xFF) ? word : 0;
+        if (!tinted)
+            return word;
+        return (word >> 8) == 0 ? (word & 0xFF) | tint : 0;
     }
 };
 
-// n pixels of the same paint over d.
+// Blends n pixels, source(i) for i = 0 .. n - 1, over d through the row
+// blend, a stack buffer at a time.
+template <typename Source>
+inline void CompositeThrough(uint32_t* d, uint32_t n, Source source)
+{
+    constexpr uint32_t kChunk = 64;
+    uint32_t buffer[kChunk];
+    for (uint32_t done = 0; done < n; done += kChunk) {
+        const uint32_t m = n - done < kChunk ? n - done : kChunk;
+        for (uint32_t k = 0; k < m; k++)
+            buffer[k] = source(done + k);
+        MixColorsRow(buffer, d + done, static_cast<int32_t>(m));
+    }
+}
+
+// n pixels of the same paint over d: a transparent run is skipped and an
+// opaque one filled without blending.
 inline void CompositeRun(uint32_t* d, uint32_t n, uint32_t paint)
 {
     const uint32_t alpha = paint & 0xFF;
@@ -46,52 +62,13 @@ inline void CompositeRun(uint32_t* d, uint32_t n, uint32_t paint)
             d[i] = paint;
         return;
     }
-    for (uint32_t i = 0; i < n; i++)
-        d[i] = sprig::MixPixel(paint, d[i]);
+    CompositeThrough(d, n, [paint](uint32_t) { return paint; });
 }
 
-inline void CompositeOne(uint32_t* d, uint32_t p)
+// n stored pixels (bytes reversed) over d.
+inline void CompositeStored(uint32_t* d, const uint32_t* stored, uint32_t n, const Paint& paint)
 {
-    const uint32_t alpha = p & 0xFF;
-    if (alpha == 255)
-        *d = p;
-    else if (alpha)
-        *d = sprig::MixPixel(p, *d);
-}
-
-// n stored pixels (bytes reversed) over d, untinted. A stored pixel has its
-// alpha in bits 24-31. Opaque stretches, the bulk of a sprite, are copied
-// eight pixels at a time without looking at each pixel.
-void CompositeStoredPlain(uint32_t* d, const uint32_t* stored, uint32_t n)
-{
-    uint32_t i = 0;
-    while (i + 8 <= n) {
-        // The top byte of the words' AND is 0xFF only if every alpha is.
-        uint32_t all = 0xFFFFFFFF;
-        for (uint32_t k = 0; k < 8; k++)
-            all &= stored[i + k];
-        if ((all >> 24) == 0xFF) {
-            for (uint32_t k = 0; k < 8; k++)
-                d[i + k] = SwapPixel(stored[i + k]);
-            i += 8;
-            continue;
-        }
-        for (const uint32_t end = i + 8; i < end; i++)
-            CompositeOne(d + i, SwapPixel(stored[i]));
-    }
-    for (; i < n; i++)
-        CompositeOne(d + i, SwapPixel(stored[i]));
-}
-
-// n stored pixels over d, tinted or not.
-void CompositeStored(uint32_t* d, const uint32_t* stored, uint32_t n, const Paint& paint)
-{
-    if (!paint.tinted) {
-        CompositeStoredPlain(d, stored, n);
-        return;
-    }
-    for (uint32_t i = 0; i < n; i++)
-        CompositeOne(d + i, paint(SwapPixel(stored[i])));
+    CompositeThrough(d, n, [&](uint32_t i) { return paint(SwapPixel(stored[i])); });
 }
 
 // Columns [x0, x0 + w) of one row of the current encoding over d.
@@ -155,11 +132,9 @@ extern "C" void CompositePackedPicture(const uint32_t* picture, const Rect* srcR
         std::unique_ptr<uint32_t[]> row(new uint32_t[width]);
         for (uint32_t r = 0; r < h; r++, dstRow += rowBytes) {
             DecodeRow(span, y0 + r, width, row.get());
-            uint32_t* d = reinterpret_cast<uint32_t*>(dstRow);
-            for (uint32_t c = 0; c < w; c++) {
-                const uint32_t p = paint(row[x0 + c]);
-                CompositeRun(d + c, 1, p);
-            }
+            const uint32_t* pixels = row.get() + x0;
+            CompositeThrough(reinterpret_cast<uint32_t*>(dstRow), w,
+                             [&](uint32_t i) { return paint(pixels[i]); });
         }
     }
     UnlockPixels(pm);

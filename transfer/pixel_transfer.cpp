@@ -79,7 +79,7 @@ void CompositeSameSize(const uint32_t* src, int32_t srcRowPixels, GWorldPtr dst,
         const uint32_t* s = src + (ptrdiff_t{srcRect.top} + dy) * srcRowPixels + srcRect.left + dx;
         uint8_t* dRow = reinterpret_cast<uint8_t*>(RowOf(d, clip.top) + clip.left);
         for (int r = 0; r < height; r++, s += srcRowPixels, dRow += d.rowBytes) {
-            CompositeRow(s, reinterpret_cast<uint32_t*>(dRow), width);
+            MixColorsRow(s, reinterpret_cast<uint32_t*>(dRow), width);
         }
     }
     Unlock(dst);

@@ -10,10 +10,5 @@
 void CompositeSameSize(const uint32_t* src, int32_t srcRowPixels, GWorldPtr dst,
                        const Rect& srcRect, const Rect& dstRect);
 
-// Blends count source pixels over count destination pixels with the
-// library's blend; CompositeRowScalar is the plain loop the faster one is
-// checked against.
-void CompositeRow(const uint32_t* src, uint32_t* dst, int count);
-void CompositeRowScalar(const uint32_t* src, uint32_t* dst, int count);
 
 #endif

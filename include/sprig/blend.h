@@ -69,6 +69,10 @@ SPRIG_EXPORT uint32_t ReMixColors(uint32_t mixed, uint32_t under);
  * by under where that is 0: undoes a drawing over a background of under. */
 SPRIG_EXPORT void RecreateColors(GWorldPtr world, uint32_t under);
 
+/* Blends count paint pixels over count under pixels, each exactly as
+ * MyMixColors does, four at a time where the processor allows. */
+SPRIG_EXPORT void MixColorsRow(const uint32_t* paint, uint32_t* under, int32_t count);
+
 SPRIG_EXTERN_C_END
 
 #endif

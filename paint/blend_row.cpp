@@ -1,5 +1,5 @@
-// One row of same-size compositing: each source pixel blended over its
-// destination pixel with the library's blend (sprig::MixPixel).
+// The blend over a row: each paint pixel blended over its under pixel with
+// the library's blend (sprig::MixPixel).
 //
 // On x86-64 the row goes four pixels at a time (SSE2, always present there).
 // A group whose four sources are all transparent is skipped and one whose
@@ -16,19 +16,21 @@
 // where the source is transparent. Any other group takes the blend's general
 // steps in four single-precision lanes at once, which round exactly as the
 // scalar steps do (no fused multiply-add: x86-64 has none by default).
-#include "transfer/transfer_p.h"
-
 #include "sprig/blend.h"
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif
 
-void CompositeRowScalar(const uint32_t* src, uint32_t* dst, int count)
+namespace {
+
+void MixColorsRowScalar(const uint32_t* src, uint32_t* dst, int count)
 {
     for (int i = 0; i < count; i++)
         dst[i] = sprig::MixPixel(src[i], dst[i]);
 }
+
+} // namespace
 
 #if defined(__SSE2__)
 
@@ -83,7 +85,7 @@ inline __m128i Select(__m128i mask, __m128i ifSet, __m128i otherwise)
 
 } // namespace
 
-void CompositeRow(const uint32_t* src, uint32_t* dst, int count)
+extern "C" void MixColorsRow(const uint32_t* src, uint32_t* dst, int32_t count)
 {
     const __m128i alphaMask = _mm_set1_epi32(0xFF);
     const __m128i zero = _mm_setzero_si128();
@@ -117,14 +119,14 @@ void CompositeRow(const uint32_t* src, uint32_t* dst, int count)
             _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + i), Select(clear, d, mixed));
         }
     }
-    CompositeRowScalar(src + i, dst + i, count - i);
+    MixColorsRowScalar(src + i, dst + i, count - i);
 }
 
 #else
 
-void CompositeRow(const uint32_t* src, uint32_t* dst, int count)
+extern "C" void MixColorsRow(const uint32_t* src, uint32_t* dst, int32_t count)
 {
-    CompositeRowScalar(src, dst, count);
+    MixColorsRowScalar(src, dst, count);
 }
 
 #endif
