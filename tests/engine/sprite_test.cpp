@@ -1,0 +1,331 @@
+#include <cmath>
+
+#include "tests/engine/stage_fixture.h"
+
+namespace {
+
+class Sprite : public Stage
+{
+  protected:
+    void SetUp() override
+    {
+        ClearAllImages();
+        MakeStage(480, 360);
+    }
+};
+
+TEST_F(Sprite, NewSpriteAndItsRectangle)
+{
+    auto* first = new CSprite(list.get(), 1);
+    auto* second = new CSprite(list.get(), 2);
+    EXPECT_EQ(first->mRect, R(0, 0, 0, 0));
+    EXPECT_FALSE(first->mVisible);
+    EXPECT_EQ(first->mImage, -1);
+    EXPECT_EQ(first->GetSize(), 40);
+    ASSERT_EQ(list->mSprites.size(), 2u);
+    EXPECT_EQ(list->mSprites.back(), second);
+    // Making sprites marks nothing: only the stage's own first mark is pending.
+    EXPECT_EQ(Pending(*list), std::vector<Rect>{R(0, 0, 480, 360)});
+
+    RegisterSolid(300, 41, 30, kRed);
+    first->mX = 100.5;
+    first->mY = 50.49;
+    first->SetImage(300, 0);
+    EXPECT_EQ(first->mRect, R(81, 35, 122, 65));
+    // 60 fortieths of 41 is 61.5, truncated; of 30, 45.
+    first->SetSize(60);
+    EXPECT_EQ(first->mRect, R(71, 28, 132, 73));
+
+    // GetRect computes afresh and leaves mRect as it was.
+    first->mX = 200;
+    EXPECT_EQ(first->GetRect(), R(170, 28, 231, 73));
+    EXPECT_EQ(first->mRect, R(71, 28, 132, 73));
+
+    // No picture: an empty rectangle at the rounded position.
+    for (int32_t none : {-1, 16000, 301}) {
+        first->SetImage(none, 0);
+        EXPECT_EQ(first->mRect, R(200, 50, 200, 50)) << none;
+    }
+    // A picture 40 wide centred at x = 100 covers 80 to 120; 41 wide, 80 to 121.
+    RegisterSolid(301, 40, 2, kRed);
+    first->mX = 100;
+    first->SetImage(301, 0);
+    first->SetSize(40);
+    EXPECT_EQ(first->mRect, R(80, 49, 120, 51));
+}
+
+TEST_F(Sprite, RoundingOfPositions)
+{
+    const double values[] = {2.5, -2.5, -2.6, -0.4, 0.49, 1e300, -1e300, NAN};
+    const int32_t expected[] = {3, -2, -3, 0, 0, INT32_MAX, INT32_MIN, 0};
+    for (int i = 0; i < 8; i++)
+        EXPECT_EQ(SprRound(&values[i]), expected[i]) << values[i];
+}
+
+// Which rectangles each setter marks, and when it marks none.
+TEST_F(Sprite, SettersMarkWhatTheyChange)
+{
+    RegisterSolid(300, 10, 10, kRed);
+    RegisterSolid(301, 20, 20, kGreen);
+    RegisterSolid(5, 10, 10, kBlack); // a colorized picture
+    CSprite* s = new CSprite(list.get(), 1);
+    s->mX = 50;
+    s->mY = 50;
+    list->InitRedisplayRects();
+    const Rect at50 = R(45, 45, 55, 55);
+
+    // The empty rectangle of no picture takes a slot, which the new one reuses.
+    EXPECT_EQ(s->SetImage(300, 0), -1);
+    EXPECT_EQ(Pending(*list), std::vector<Rect>{at50});
+    list->InitRedisplayRects();
+
+    EXPECT_EQ(s->SetVisible(true), false);
+    EXPECT_EQ(s->SetVisible(true), true); // unchanged, and marked again
+    EXPECT_EQ(Pending(*list), std::vector<Rect>{at50});
+    list->InitRedisplayRects();
+
+    s->SetOpacity(255);
+    s->SetFrame(0);
+    s->SetPenColor(const_cast<RGBColor*>(&rgbWhite)); // not a colorized picture
+    EXPECT_EQ(s->SetImage(300, 77), 300);
+    EXPECT_EQ(s->SetZOrder(0), 0);
+    EXPECT_EQ(list->mRectCount, 0);
+    EXPECT_EQ(s->mPenColor.red, 0xFFFF);
+
+    // Opacity, frame, visibility and pen colour mark the stored rectangle
+    // without recomputing it: the sprite was moved without a new rectangle.
+    s->mX = 100;
+    s->SetOpacity(128);
+    EXPECT_EQ(Pending(*list), std::vector<Rect>{at50});
+    list->InitRedisplayRects();
+    s->SetFrame(3);
+    s->SetVisible(false);
+    EXPECT_EQ(Pending(*list), std::vector<Rect>{at50});
+    list->InitRedisplayRects();
+    s->SetImage(5, 0);
+    list->InitRedisplayRects();
+    RGBColor tint = {0x1234, 0, 0};
+    s->SetPenColor(&tint);
+    EXPECT_EQ(Pending(*list), std::vector<Rect>{R(95, 45, 105, 55)});
+    list->InitRedisplayRects();
+
+    // Size and picture changes mark the old and the new rectangle, both
+    // computed at the current position.
+    s->mX = 50;
+    s->SetImage(300, 0);
+    list->InitRedisplayRects();
+    s->mX = 200;
+    s->SetSize(80);
+    EXPECT_EQ(Pending(*list), std::vector<Rect>{R(190, 40, 210, 60)});
+    s->mX = 300;
+    s->SetImage(301, 0);
+    EXPECT_EQ(Pending(*list), (std::vector<Rect>{R(190, 40, 210, 60), R(280, 30, 320, 70)}));
+    s->SetSize(40);
+    EXPECT_EQ(Pending(*list), (std::vector<Rect>{R(190, 40, 210, 60), R(280, 30, 320, 70)}));
+    list->InitRedisplayRects();
+
+    // A stamp and the destructor mark the stored rectangle, visible or not.
+    s->Stamp();
+    EXPECT_EQ(Pending(*list), std::vector<Rect>{R(290, 40, 310, 60)});
+    list->InitRedisplayRects();
+    delete s;
+    EXPECT_EQ(Pending(*list), std::vector<Rect>{R(290, 40, 310, 60)});
+    EXPECT_TRUE(list->mSprites.empty());
+}
+
+TEST_F(Sprite, ZOrderAndSendTo)
+{
+    RegisterSolid(300, 4, 4, kRed);
+    std::vector<CSprite*> s;
+    for (int i = 0; i < 5; i++) {
+        s.push_back(new CSprite(list.get(), i));
+        s[i]->mX = 10 + 20 * i;
+        s[i]->mY = 10;
+        s[i]->SetImage(300, 0);
+    }
+    // Built from the front: the sequence runs from high z to low z.
+    EXPECT_EQ(s[3]->SetZOrder(1), 0);
+    EXPECT_EQ(s[2]->SetZOrder(5), 0);
+    EXPECT_EQ(s[1]->SetZOrder(5), 0);
+    EXPECT_EQ(s[0]->SetZOrder(9), 0);
+    EXPECT_EQ(s[4]->SetZOrder(-1), 0);
+    EXPECT_EQ(list->mSprites, (std::vector<CSprite*>{s[0], s[2], s[1], s[3], s[4]}));
+
+    // Inserting 5 into (9, 5, 5, 1, -1): after the second 5, before the 1.
+    list->InitRedisplayRects();
+    EXPECT_EQ(s[4]->SetZOrder(5), -1);
+    EXPECT_EQ(s[4]->mZ, 5);
+    EXPECT_EQ(list->mSprites, (std::vector<CSprite*>{s[0], s[2], s[1], s[4], s[3]}));
+    EXPECT_EQ(Pending(*list), std::vector<Rect>{R(88, 8, 92, 12)});
+    EXPECT_EQ(s[4]->SetZOrder(5), 5);
+
+    // SendTo moves the sprite and keeps its own value; it marks the new
+    // rectangle only.
+    list->InitRedisplayRects();
+    s[3]->SendTo(100);
+    EXPECT_EQ(s[3]->mZ, 1);
+    EXPECT_EQ(list->mSprites, (std::vector<CSprite*>{s[3], s[0], s[2], s[1], s[4]}));
+    EXPECT_EQ(Pending(*list), std::vector<Rect>{R(68, 8, 72, 12)});
+    // ... and is compared by its own value (1) when others are inserted.
+    s[2]->SendTo(2);
+    EXPECT_EQ(list->mSprites, (std::vector<CSprite*>{s[2], s[3], s[0], s[1], s[4]}));
+
+    // Each sprite's z counts by its low 16 bits: 0x10003 stands as 3.
+    s[1]->SetZOrder(0x10003);
+    EXPECT_EQ(list->mSprites, (std::vector<CSprite*>{s[1], s[2], s[3], s[0], s[4]}));
+    s[4]->SetZOrder(4);
+    EXPECT_EQ(list->mSprites, (std::vector<CSprite*>{s[4], s[1], s[2], s[3], s[0]}));
+}
+
+TEST_F(Sprite, WrapKeepsTheFraction)
+{
+    CSprite* s = new CSprite(list.get(), 1);
+    const double cases[][4] = {
+        {481.25, 10, 1.25, 10},  {-0.6, 10, 479.4, 10}, {479.4, 359.5, 479.4, -0.5},
+        {960.0, -361, 0.0, 359}, {1e12, 1e12, -1, -1},  {-1e15, 5, -1, 5},
+    };
+    for (const auto& c : cases) {
+        s->mX = c[0];
+        s->mY = c[1];
+        s->WrapXY();
+        const int32_t x = SprRound(&s->mX), y = SprRound(&s->mY);
+        EXPECT_TRUE(x >= 0 && x < 480 && y >= 0 && y < 360) << c[0] << ", " << c[1];
+        if (c[2] != -1) {
+            EXPECT_DOUBLE_EQ(s->mX, c[2]) << c[0];
+        }
+        if (c[3] != -1) {
+            EXPECT_DOUBLE_EQ(s->mY, c[3]) << c[1];
+        }
+    }
+
+    // A stage that does not start at 0.
+    Rect bounds = R(100, 50, 200, 70);
+    list->ReInit(backdrop.get(), background.get(), sprites.get(), &bounds);
+    s->mX = 99.5;
+    s->mY = 70;
+    s->WrapXY();
+    EXPECT_DOUBLE_EQ(s->mX, 99.5); // rounds to 100: inside
+    s->mX = 99.4;
+    s->WrapXY();
+    EXPECT_DOUBLE_EQ(s->mX, 199.4);
+    EXPECT_DOUBLE_EQ(s->mY, 50);
+
+    s->mWrap = false;
+    s->mX = -1000;
+    s->WrapXY();
+    EXPECT_EQ(s->mX, -1000);
+}
+
+TEST_F(Sprite, StageOfZeroSize)
+{
+    for (const Rect& bounds : {R(0, 0, 0, 0), R(0, 0, 480, 0), R(0, 0, 0, 360)}) {
+        Rect b = bounds;
+        list->ReInit(backdrop.get(), background.get(), sprites.get(), &b);
+        CSprite* s = new CSprite(list.get(), 1);
+        s->mX = -1000.25;
+        s->mY = 5000;
+        s->WrapXY(); // must return
+        EXPECT_EQ(s->mX, -1000.25);
+        EXPECT_EQ(s->mY, 5000);
+        RegisterSolid(300, 4, 4, kRed);
+        s->SetImage(300, 0);
+        s->SetVisible(true);
+        delete s;
+    }
+    // Every mark of an empty stage clips to nothing.
+    list->InitRedisplayRects();
+    Rect none = R(0, 0, 0, 0);
+    list->ReInit(backdrop.get(), background.get(), sprites.get(), &none);
+    Rect r = R(0, 0, 10, 10);
+    list->UpdateAll(&r);
+    View view(HIViewCreateOffscreen(40, 30));
+    list->Update(view.get());
+    EXPECT_EQ(HIViewCountInvalidRects(view.get()), 0);
+}
+
+// Output draws the picture at mRect, and the frame one pixel above it.
+TEST_F(Sprite, OutputStampAndFrame)
+{
+    MakeStage(20, 20);
+    RegisterSolid(300, 6, 4, kRed);
+    CSprite* s = Show(1, 300, 10, 10); // rectangle (7, 8, 13, 12)
+    ASSERT_EQ(s->mRect, R(7, 8, 13, 12));
+
+    auto check = [&](GWorldPtr world, short frame) {
+        for (int v = 0; v < 20; v++)
+            for (int h = 0; h < 20; h++) {
+                uint32_t want = kClear;
+                if (h >= 7 && h < 13 && v >= 8 && v < 12)
+                    want = kRed;
+                // The frame rectangle (7, 7, 13, 11), one pixel above the
+                // sprite's, is stroked through pixel centres half a pixel
+                // lower: the line runs on the sprite's own outer pixels.
+                const bool edge = (v == 8 || v == 11) ? (h >= 7 && h < 13)
+                                                      : (v > 8 && v < 11 && (h == 7 || h == 12));
+                if (frame == 1 && edge)
+                    want = kBlack;
+                ASSERT_EQ(Pixel(world, h, v), want)
+                    << "frame " << frame << " at " << h << ", " << v;
+            }
+    };
+    for (short frame : {0, 3, 1}) {
+        FillOffscreen(sprites.get(), kClear);
+        s->SetFrame(frame);
+        s->Output(sprites.get());
+        check(sprites.get(), frame);
+    }
+    // Dashed: three on, three off along the outline; some edge pixels stay red.
+    FillOffscreen(sprites.get(), kClear);
+    s->SetFrame(2);
+    s->Draw();
+    int black = 0;
+    for (int h = 7; h < 13; h++)
+        black += Pixel(sprites.get(), h, 8) == kBlack;
+    EXPECT_GT(black, 0);
+    EXPECT_LT(black, 6);
+    EXPECT_EQ(Pixel(sprites.get(), 9, 9), kRed);
+
+    // Hidden: Draw does nothing, Stamp still draws into the background.
+    FillOffscreen(sprites.get(), kClear);
+    s->SetFrame(0);
+    s->SetVisible(false);
+    s->Draw();
+    s->Stamp();
+    for (int v = 0; v < 20; v++)
+        for (int h = 0; h < 20; h++)
+            ASSERT_EQ(Pixel(sprites.get(), h, v), kClear);
+    check(background.get(), 0);
+}
+
+// A colorized picture takes the pen colour for its black pixels.
+TEST_F(Sprite, ColorizedPictureUsesThePenColour)
+{
+    MakeStage(8, 8);
+    Register(7, {kBlack, kBlack, Word(0, 0, 0, 128), kWhite}, 2);
+    CSprite* s = Show(1, 7, 4, 4); // rectangle (3, 3, 5, 5)
+    RGBColor pen = {0x4000, 0x8000, 0xC000};
+    s->SetPenColor(&pen);
+    s->Draw();
+    EXPECT_EQ(Pixel(sprites.get(), 3, 3), Word(0x40, 0x80, 0xC0, 255));
+    EXPECT_EQ(Pixel(sprites.get(), 4, 3), Word(0x40, 0x80, 0xC0, 255));
+    EXPECT_EQ(Pixel(sprites.get(), 4, 4), kClear); // not black: left out
+}
+
+TEST_F(Sprite, ColourUnderTheCentre)
+{
+    CSprite* s = new CSprite(list.get(), 1);
+    s->mX = 10.4;
+    s->mY = 20.6;
+    Pixel(background.get(), 10, 21) = kGreen;
+    Pixel(backdrop.get(), 10, 21) = kBlue;
+    RGBColor c = s->GetColorUnder();
+    EXPECT_EQ(c.red, 0);
+    EXPECT_EQ(c.green, 0xFFFF);
+    EXPECT_EQ(c.blue, 0);
+    Pixel(background.get(), 10, 21) = kWhite;
+    c = s->GetColorUnder();
+    EXPECT_EQ(c.blue, 0xFFFF);
+    EXPECT_EQ(c.red, 0);
+}
+
+} // namespace

@@ -1,0 +1,158 @@
+// A stage driven as a host drives it: three worlds, a sprite list, pictures
+// registered in the pool, an offscreen view that records invalidations and
+// the draw event that draws the sprites into it.
+#ifndef SPRIG_TESTS_ENGINE_STAGE_FIXTURE_H
+#define SPRIG_TESTS_ENGINE_STAGE_FIXTURE_H
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <memory>
+#include <vector>
+
+#include "sprig/engine.h"
+#include "sprig/images.h"
+#include "sprig/packing.h"
+#include "sprig/transfer.h"
+#include "tests/test_util.h"
+
+// [BBBBBBBB][GGGGGGGG][RRRRRRRR][AAAAAAAA]
+constexpr uint32_t Word(uint32_t red, uint32_t green, uint32_t blue, uint32_t alpha)
+{
+    return (blue << 24) | (green << 16) | (red << 8) | alpha;
+}
+
+constexpr uint32_t kRed = Word(255, 0, 0, 255);
+constexpr uint32_t kGreen = Word(0, 255, 0, 255);
+constexpr uint32_t kBlue = Word(0, 0, 255, 255);
+constexpr uint32_t kBlack = Word(0, 0, 0, 255);
+constexpr uint32_t kWhite = Word(255, 255, 255, 255);
+constexpr uint32_t kGrey = Word(128, 128, 128, 255);
+constexpr uint32_t kClear = 0;
+
+// A rectangle written (left, top, right, bottom).
+inline Rect R(int left, int top, int right, int bottom)
+{
+    Rect r;
+    SetRect(&r, static_cast<int16_t>(left), static_cast<int16_t>(top), static_cast<int16_t>(right),
+            static_cast<int16_t>(bottom));
+    return r;
+}
+
+inline bool operator==(const Rect& a, const Rect& b)
+{
+    return EqualRect(&a, &b);
+}
+
+inline std::ostream& operator<<(std::ostream& out, const Rect& r)
+{
+    return out << "(" << r.left << ", " << r.top << ", " << r.right << ", " << r.bottom << ")";
+}
+
+// Registers width x height pixel words (row by row) as picture `number`.
+inline void Register(int32_t number, const std::vector<uint32_t>& pixels, int width)
+{
+    const int height = static_cast<int>(pixels.size()) / width;
+    uint32_t* packed = CompressBuffer(pixels.data(), width, height, 4 * width);
+    ASSERT_NE(packed, nullptr);
+    PictureRecord record = {width, height, packed[0], packed};
+    ASSERT_EQ(SetCompressedImage(number, reinterpret_cast<char*>(&record)), 1);
+    std::free(packed);
+}
+
+// A picture of one colour, width x height, all opaque.
+inline void RegisterSolid(int32_t number, int width, int height, uint32_t colour)
+{
+    Register(number, std::vector<uint32_t>(static_cast<size_t>(width) * height, colour), width);
+}
+
+struct ViewDeleter
+{
+    void operator()(OpaqueHIViewRef* view) const { HIViewRelease(view); }
+};
+using View = std::unique_ptr<OpaqueHIViewRef, ViewDeleter>;
+
+// The invalidations recorded in a view, as integer rectangles.
+inline std::vector<Rect> Invalidated(HIViewRef view)
+{
+    std::vector<Rect> out;
+    for (int32_t i = 0; i < HIViewCountInvalidRects(view); i++) {
+        HIRect r;
+        HIViewGetInvalidRect(view, i, &r);
+        out.push_back(R(static_cast<int>(r.origin.x), static_cast<int>(r.origin.y),
+                        static_cast<int>(r.origin.x + r.size.width),
+                        static_cast<int>(r.origin.y + r.size.height)));
+    }
+    return out;
+}
+
+inline uint32_t ViewPixel(HIViewRef view, int h, int v)
+{
+    return Pixel(HIViewGetGWorld(view), h, v);
+}
+
+// The pending rectangles of a stage, slots in use in order.
+inline std::vector<Rect> Pending(const CSpriteList& list)
+{
+    return std::vector<Rect>(list.mRects, list.mRects + list.mRectCount);
+}
+
+class Stage : public testing::Test
+{
+  protected:
+    void SetUp() override
+    {
+        ClearAllImages();
+        MakeStage(kWidth, kHeight);
+    }
+    void TearDown() override
+    {
+        list.reset();
+        ClearAllImages();
+    }
+
+    void MakeStage(int width, int height)
+    {
+        list.reset();
+        backdrop = MakeWorld(width, height);
+        background = MakeWorld(width, height);
+        sprites = MakeWorld(width, height);
+        Rect bounds = R(0, 0, width, height);
+        list.reset(new CSpriteList(backdrop.get(), background.get(), sprites.get(), &bounds));
+    }
+
+    // A visible sprite showing picture `image` centred at (x, y).
+    CSprite* Show(int32_t refNum, int32_t image, double x, double y)
+    {
+        auto* sprite = new CSprite(list.get(), refNum);
+        sprite->mX = x;
+        sprite->mY = y;
+        sprite->SetImage(image, 0);
+        sprite->SetVisible(true);
+        return sprite;
+    }
+
+    // The host's draw event: the view's context, an event with the region
+    // (none for a null area), UpdateControl.
+    void Draw(HIViewRef view, const Rect* area = nullptr)
+    {
+        RgnHandle region = nullptr;
+        if (area) {
+            region = NewRgn();
+            RectRgn(region, area);
+        }
+        EventRef event = CreateDrawEvent(region);
+        DisposeRgn(region);
+        CGContextRef context = HIViewCreateDrawContext(view);
+        list->UpdateControl(context, view, event);
+        CGContextRelease(context);
+        ReleaseEvent(event);
+    }
+
+    static constexpr int kWidth = 40;
+    static constexpr int kHeight = 30;
+    World backdrop, background, sprites;
+    std::unique_ptr<CSpriteList> list;
+};
+
+#endif
