@@ -9,6 +9,15 @@
 // host's to test against (a draw event without a region, and UpdateContext),
 // the area is the whole sprite surface as it reaches the view, that is its
 // bounds multiplied by the factor, so every sprite that can show is drawn.
+//
+// Only the parts of the surface that hold sprites carry anything but
+// transparent pixels, and a transparent pixel composited over the view
+// leaves it exactly as it was. So when the surface maps pixel for pixel onto
+// the view, only the boxes of the sprites drawn are handed on (disjoint, so
+// that no pixel is composited twice): the view receives exactly what handing
+// on the whole surface gives, at the cost of the sprites' area alone.
+#include <vector>
+
 #include "engine/engine_p.h"
 #include "platform/coregraphics.h"
 #include "sprig/transfer.h"
@@ -46,6 +55,78 @@ GWorldPtr Enlarged(GWorldPtr surface, const Rect& bounds, const Rect& scaled)
     return enlarged;
 }
 
+// Adds r to a set of disjoint boxes, merging it with every box it meets
+// (and the merged box again with every box that one meets).
+void AddBox(std::vector<Rect>& boxes, Rect r)
+{
+    for (size_t i = 0; i < boxes.size();) {
+        Rect overlap;
+        if (SectRect(&r, &boxes[i], &overlap)) {
+            UnionRect(&r, &boxes[i], &r);
+            boxes[i] = boxes.back();
+            boxes.pop_back();
+            i = 0;
+        } else {
+            i++;
+        }
+    }
+    boxes.push_back(r);
+}
+
+// The box of a sprite as drawn into a surface of the given bounds: its
+// rectangle (where Output draws, frame included) grown by a pixel of margin,
+// times the factor, cut to the surface.
+void AddSpriteBox(std::vector<Rect>& boxes, const Rect& spriteRect, uint32_t factor,
+                  const Rect& surface)
+{
+    Rect r = spriteRect;
+    InsetRect(&r, -1, -1);
+    if (factor > 1) {
+        r.left = static_cast<int16_t>(static_cast<uint32_t>(r.left) * factor);
+        r.top = static_cast<int16_t>(static_cast<uint32_t>(r.top) * factor);
+        r.right = static_cast<int16_t>(static_cast<uint32_t>(r.right) * factor);
+        r.bottom = static_cast<int16_t>(static_cast<uint32_t>(r.bottom) * factor);
+    }
+    if (SectRect(&r, &surface, &r))
+        AddBox(boxes, r);
+}
+
+// Composites the surface by its alpha over the whole view: only the boxes
+// when the surface and the view have the same size, else all of it, scaled.
+void HandToView(GWorldPtr surface, CGContextRef context, HIViewRef view,
+                const std::vector<Rect>& boxes)
+{
+    Rect bounds;
+    GetPortBounds(surface, &bounds);
+    HIRect viewBounds;
+    if (HIViewGetBounds(view, &viewBounds) != noErr ||
+        viewBounds.size.width != bounds.right - bounds.left ||
+        viewBounds.size.height != bounds.bottom - bounds.top) {
+        DrawOffscreenToHIView(surface, context, view, kCGImageAlphaFirst);
+        return;
+    }
+    StLock lock(surface);
+    PixMapHandle pm = GetGWorldPixMap(surface);
+    const auto* base = reinterpret_cast<const uint8_t*>(GetPixBaseAddr(pm));
+    const size_t rowBytes = static_cast<size_t>(GetPixRowBytes(pm));
+    CGColorSpaceRef space = CGColorSpaceCreateDeviceRGB();
+    for (const Rect& box : boxes) {
+        const auto width = static_cast<size_t>(box.right - box.left);
+        const auto height = static_cast<size_t>(box.bottom - box.top);
+        CGDataProviderRef provider = CGDataProviderCreateWithData(
+            nullptr,
+            base + static_cast<size_t>(box.top) * rowBytes + 4 * static_cast<size_t>(box.left),
+            (height - 1) * rowBytes + 4 * width, nullptr);
+        CGImageRef image = CGImageCreate(width, height, 8, 32, rowBytes, space, kCGImageAlphaFirst,
+                                         provider, nullptr, false, kCGRenderingIntentDefault);
+        const HIRect place = CGRectMake(box.left, box.top, width, height);
+        HIViewDrawCGImage(context, &place, image);
+        CGImageRelease(image);
+        CGDataProviderRelease(provider);
+    }
+    CGColorSpaceRelease(space);
+}
+
 } // namespace
 
 void CSpriteList::UpdateControl(CGContextRef context, HIViewRef view, EventRef event)
@@ -67,6 +148,7 @@ void CSpriteList::UpdateControl(CGContextRef context, HIViewRef view, EventRef e
     }
 
     bool drawn = false;
+    std::vector<Rect> boxes;
     {
         StLock lock(mSpriteWorld);
         OwnedRegion spriteArea;
@@ -81,19 +163,20 @@ void CSpriteList::UpdateControl(CGContextRef context, HIViewRef view, EventRef e
                 continue;
             sprite->Output(mSpriteWorld);
             drawn = true;
+            AddSpriteBox(boxes, sprite->mRect, mFactor, scaled);
         }
     }
     if (!drawn)
         return;
 
     if (mFactor <= 1) {
-        DrawOffscreenToHIView(mSpriteWorld, context, view, kCGImageAlphaFirst);
+        HandToView(mSpriteWorld, context, view, boxes);
         return;
     }
     GWorldPtr enlarged = Enlarged(mSpriteWorld, bounds, scaled);
     if (!enlarged)
         return;
-    DrawOffscreenToHIView(enlarged, context, view, kCGImageAlphaFirst);
+    HandToView(enlarged, context, view, boxes);
     DisposeGWorld(enlarged);
 }
 

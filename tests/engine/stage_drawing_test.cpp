@@ -135,6 +135,48 @@ TEST_F(StageDrawing, FadedAndScaledSpritesComposeAsTheirPictures)
     EXPECT_NE(Pixel(sprites.get(), 20, 15), kClear);
 }
 
+// Handing on only the boxes of the drawn sprites gives the view exactly what
+// compositing the whole surface over it gives, for soft pixels too.
+TEST_F(StageDrawing, SameViewAsTheWholeSurface)
+{
+    std::vector<uint32_t> soft;
+    for (int i = 0; i < 48; i++)
+        soft.push_back(Word(static_cast<uint32_t>(i * 5), 90, static_cast<uint32_t>(200 - i * 3),
+                            static_cast<uint32_t>((i * 37) % 256)));
+    Register(300, soft, 8);
+    Show(1, 300, 6, 5)->SetOpacity(170);
+    Show(2, 300, 9, 7)->SetSize(70);
+    Show(3, 300, 30, 20)->SetFrame(2);
+    Show(4, 300, 39, 29); // partly off the stage
+    for (uint32_t factor : {1u, 2u}) {
+        SCOPED_TRACE(testing::Message() << "factor " << factor);
+        const int f = static_cast<int>(factor);
+        list->SetFactor(factor);
+        View view(HIViewCreateOffscreen(kWidth * f, kHeight * f));
+        View reference(HIViewCreateOffscreen(kWidth * f, kHeight * f));
+        for (HIViewRef v : {view.get(), reference.get()})
+            FillNumbered(HIViewGetGWorld(v), 5);
+        Draw(view.get());
+
+        World enlarged = MakeWorld(kWidth * f, kHeight * f);
+        Rect src = R(0, 0, kWidth, kHeight), dst = R(0, 0, kWidth * f, kHeight * f);
+        RGBColor white = {0xFFFF, 0xFFFF, 0xFFFF};
+        CopyBmBmBg(sprites.get(), enlarged.get(), &src, &dst, srcCopy, nullptr, &white);
+        CGContextRef context = HIViewCreateDrawContext(reference.get());
+        DrawOffscreenToHIView(enlarged.get(), context, reference.get(), kCGImageAlphaFirst);
+        CGContextRelease(context);
+        for (int v = 0; v < kHeight * f; v++)
+            for (int h = 0; h < kWidth * f; h++)
+                ASSERT_EQ(ViewPixel(view.get(), h, v), ViewPixel(reference.get(), h, v))
+                    << h << ", " << v;
+    }
+    // A view of another size gets the whole surface, scaled to it.
+    list->SetFactor(1);
+    View wide(HIViewCreateOffscreen(kWidth * 2, kHeight));
+    Draw(wide.get());
+    EXPECT_NE(ViewPixel(wide.get(), 60, 20), kClear);
+}
+
 TEST_F(StageDrawing, OnlyVisibleSpritesInTheAreaAreDrawn)
 {
     ThreeSprites();
