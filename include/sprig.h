@@ -4,6 +4,7 @@
 
 #include "sprig/blend.h"
 #include "sprig/coregraphics.h"
+#include "sprig/engine.h"
 #include "sprig/fingerprints.h"
 #include "sprig/foundation.h"
 #include "sprig/images.h"

@@ -71,6 +71,18 @@ class SPRIG_EXPORT CSprite
     /* Brings the position back into the stage by whole stage sizes. */
     void WrapXY();
 
+    /* Moves with the pen: the old and new rectangles are marked (when
+     * visible), the position wraps, and the pen draws from the old position
+     * to (x, y) unwrapped, the stage wrapping the line. SetPos starts the
+     * line at the old position rounded to whole pixels and never
+     * antialiases; SetPosPaint starts it at the exact old position with the
+     * given antialias mode (0 off, 2 on with exact end points, others on
+     * with rounded end points). The unnamed arguments are not used. */
+    void SetPos(double x, double y);
+    void SetPosPaint(double x, double y, uint32_t unused, GWorldPtr unusedWorld, int antialias);
+    /* SetPos(mX + dx, mY + dy). */
+    void Move(double dx, double dy);
+
     /* Is there an opaque pixel of the sprite within radius of (h, v)? */
     bool Clicked(int32_t h, int32_t v, int32_t radius);
     /* Is the sprite's pixel at (h, v) opaque? */
@@ -150,6 +162,21 @@ class SPRIG_EXPORT CSpriteList
     /* Draws the sprites into a context at (x / 1000, y / 1000), width x height. */
     void UpdateContext(CGContextRef context, int32_t x, int32_t y, int32_t width, int32_t height);
 
+    /* Pen trails. Draws the line from (x1, y1) to (x2, y2) into the
+     * background, wrapped around the stage (a piece per edge crossed), and
+     * marks each piece. penMode 0 draws nothing, 2 erases (what the stroke
+     * covers exactly becomes transparent white), others paint in penColor
+     * at the opacity. The unnamed arguments are not used. */
+    void DrawLine(double x1, double y1, double x2, double y2, int penMode, int penSize,
+                  RGBColor* penColor, short opacity, uint32_t unused, GWorldPtr unusedWorld,
+                  int antialias);
+    /* The edges of the stage (1 left, 2 top, 4 right, 8 bottom) on which the
+     * integer line from (x1, y1) to (x2, y2) leaves it, in 32-bit integers. */
+    static int GetClipSide(CRect stage, int x1, int y1, int x2, int y2);
+    /* Moves B along the line towards A onto the edges of clip; returns the
+     * last edge clipped (0 left, 1 top, 2 right, 3 bottom) or -1. */
+    static int ClipLine(CRect& clip, double& ax, double& ay, double& bx, double& by);
+
     int32_t mRectCount;
     CRect mBounds;
     CRect mRects[kMaxRects];
@@ -170,6 +197,111 @@ SPRIG_EXTERN_C_BEGIN
  * gives -2, -2.6 gives -3. Values beyond 32 bits saturate; NaN gives 0. */
 SPRIG_EXPORT int32_t SprRound(const double* value);
 
+/* The sprite functions: the host's way into the engine. A stage is handed
+ * out as a CSpriteList* and a sprite as a CSprite*; both are opaque handles
+ * that stay valid until deleted (deleting a stage deletes its sprites).
+ * Only SprDeleteList and SprDeleteSprite accept a null handle (and then do
+ * nothing). Arguments declared short are taken from their low 16 bits;
+ * Boolean results are 0 or 1.
+ *
+ * SprUpdateAll, SprUpdate, SprUpdateControl, SprUpdateContext and
+ * SprCollision catch every exception raised beneath them (out of memory, or
+ * a world that cannot be made while a picture is resized) and report it in
+ * their result; the other functions let it pass to the host. */
+
+/* The offset of the stage's origin in the host's coordinates (0, 0 at
+ * start): SetSpriteOrigin sets it, ShiftRect and SprUpdateAll use it. */
+SPRIG_EXPORT extern int32_t global_ShiftX_;
+SPRIG_EXPORT extern int32_t global_ShiftY_;
+
+/* global_ShiftX_ = origin.h, global_ShiftY_ = origin.v. */
+SPRIG_EXPORT void SetSpriteOrigin(Point origin);
+
+/* A stage over the host's three worlds; the whole stage is marked. */
+SPRIG_EXPORT CSpriteList* SprInitSprites(GWorldPtr backdrop, GWorldPtr background,
+                                         GWorldPtr sprites, Rect* bounds);
+SPRIG_EXPORT void SprReInitSprites(CSpriteList* list, GWorldPtr backdrop, GWorldPtr background,
+                                   GWorldPtr sprites, Rect* bounds);
+SPRIG_EXPORT void SprListBgChanged(CSpriteList* list, GWorldPtr background);
+/* Destroys the stage and its sprites; nothing for null. */
+SPRIG_EXPORT void SprDeleteList(CSpriteList* list);
+/* The zoom factor from stage to view coordinates (1 at start). */
+SPRIG_EXPORT void SprSetFactor(CSpriteList* list, uint32_t factor);
+/* Reference numbers from the front sprite to the back one; 0 at the end. */
+SPRIG_EXPORT int32_t SprFindSprite(CSpriteList* list);
+SPRIG_EXPORT int32_t SprFindNextSprite(CSpriteList* list);
+/* Marks the host rectangle *r (moved back by the origin shift) for redraw.
+ * 1, or 0 when an exception passed. The flag has no effect. */
+SPRIG_EXPORT int32_t SprUpdateAll(CSpriteList* list, Rect* r, Boolean flag);
+/* Invalidates every marked rectangle (times the zoom factor) of the view
+ * and empties the table. 1, or 0 when an exception passed. */
+SPRIG_EXPORT int32_t SprUpdate(CSpriteList* list, HIViewRef view);
+/* From the view's draw event: draws the sprites over the view. On an
+ * exception nothing reaches the view. */
+SPRIG_EXPORT void SprUpdateControl(CSpriteList* list, CGContextRef context, HIViewRef view,
+                                   EventRef event);
+/* Draws the sprites into a context at (x / 1000, y / 1000), width x height. */
+SPRIG_EXPORT void SprUpdateContext(CSpriteList* list, CGContextRef context, int32_t x, int32_t y,
+                                   int32_t width, int32_t height);
+
+/* A new sprite: invisible, no picture, in front of all others. */
+SPRIG_EXPORT CSprite* SprNewSprite(CSpriteList* list, int32_t refNum);
+/* Marks the sprite's area and destroys it; nothing for null. */
+SPRIG_EXPORT void SprDeleteSprite(CSprite* sprite);
+/* The previous picture number. */
+SPRIG_EXPORT int32_t SprSetImage(CSprite* sprite, int32_t image, int32_t unused);
+SPRIG_EXPORT int32_t SprGetImage(CSprite* sprite);
+/* The previous visibility. */
+SPRIG_EXPORT Boolean SprShow(CSprite* sprite, Boolean shown);
+SPRIG_EXPORT Boolean SprIsShow(CSprite* sprite);
+/* Moves with the pen (see CSprite::SetPos, SetPosPaint, Move). */
+SPRIG_EXPORT void SprSetPos(CSprite* sprite, const double* x, const double* y);
+SPRIG_EXPORT void SprSetPosPaint(CSprite* sprite, const double* x, const double* y, uint32_t unused,
+                                 GWorldPtr unusedWorld, int antialias);
+SPRIG_EXPORT void SprMove(CSprite* sprite, const double* dx, const double* dy);
+/* The position, copied into a double the library owns (one for x, one for
+ * y), overwritten by the next call of the same function. */
+SPRIG_EXPORT double* SprGetX(CSprite* sprite);
+SPRIG_EXPORT double* SprGetY(CSprite* sprite);
+/* The freshly computed rectangle. */
+SPRIG_EXPORT void SprGetRect(CSprite* sprite, Rect* out);
+/* Recomputes the stored rectangle; nothing is marked. */
+SPRIG_EXPORT void SprRecalculateRect(CSprite* sprite);
+/* Scale in fortieths of the natural size. */
+SPRIG_EXPORT void SprSetSize(CSprite* sprite, short size);
+SPRIG_EXPORT short SprGetSize(CSprite* sprite);
+/* 0 (invisible) to 255 (opaque). */
+SPRIG_EXPORT void SprSetOpacity(CSprite* sprite, short opacity);
+SPRIG_EXPORT short SprGetOpacity(CSprite* sprite);
+/* 0 none, 1 solid, 2 dashed. */
+SPRIG_EXPORT void SprSetFrame(CSprite* sprite, short frame);
+/* The previous z value. */
+SPRIG_EXPORT int32_t SprSetZ(CSprite* sprite, int32_t z);
+SPRIG_EXPORT void SprSendTo(CSprite* sprite, int32_t z);
+/* 0 pen up, 2 erase, others paint; nothing is marked. */
+SPRIG_EXPORT void SprSetPenMode(CSprite* sprite, short mode);
+SPRIG_EXPORT short SprGetPenMode(CSprite* sprite);
+SPRIG_EXPORT void SprSetPenSize(CSprite* sprite, short size);
+SPRIG_EXPORT short SprGetPenSize(CSprite* sprite);
+SPRIG_EXPORT void SprSetPenColor(CSprite* sprite, unsigned short red, unsigned short green,
+                                 unsigned short blue);
+SPRIG_EXPORT void SprGetColor(CSprite* sprite, RGBColor* out);
+/* The colour of the stage under the sprite's centre. */
+SPRIG_EXPORT void SprGetColorUnder(CSprite* sprite, RGBColor* out);
+/* Is an opaque pixel of the sprite within radius of (h, v)? */
+SPRIG_EXPORT Boolean SprClicked(CSprite* sprite, int32_t h, int32_t v, int32_t radius);
+/* Is the sprite's pixel at (h, v) opaque? */
+SPRIG_EXPORT Boolean SprIsPtVisible(CSprite* sprite, short h, short v);
+/* Draws the sprite into the background (visible or not). */
+SPRIG_EXPORT void SprStamp(CSprite* sprite);
+/* 1 when a and b overlap in opaque pixels, 0 when not, -1 when an exception
+ * passed. */
+SPRIG_EXPORT int32_t SprCollision(CSprite* a, CSprite* b);
+
 SPRIG_EXTERN_C_END
+
+/* Moves *r by the origin shift (each part taken as 16 bits): stage to host
+ * coordinates. Exported with its C++ signature. */
+SPRIG_EXPORT void ShiftRect(Rect* r);
 
 #endif
