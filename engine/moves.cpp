@@ -51,23 +51,15 @@ struct Point2
     double x, y;
 };
 
-// 32-bit two's complement arithmetic, wrapping as the integer clip always
-// has, without undefined behaviour on overflow.
-inline int32_t Wrap32(int64_t v)
-{
-    return static_cast<int32_t>(static_cast<uint32_t>(static_cast<uint64_t>(v)));
-}
-
-// c + (toward - c) * (edge - from) / (other - from): the product is formed
-// in 32 bits first, then divided, truncating toward zero.
+// c + (toward - c) * (edge - from) / (other - from) on 32-bit values: the
+// product is formed first and then divided, truncating toward zero. The
+// product is kept wide, so that long lines, whose products leave 32 bits,
+// still clip where they cross the edge; the result fits 32 bits, since it
+// lies between c and toward.
 inline int32_t Interpolate(int32_t c, int32_t toward, int32_t edge, int32_t from, int32_t other)
 {
-    const int32_t product =
-        Wrap32(int64_t{Wrap32(int64_t{toward} - c)} * Wrap32(int64_t{edge} - from));
-    const int32_t divisor = Wrap32(int64_t{other} - from);
-    if (divisor == -1)
-        return Wrap32(int64_t{c} - product); // INT32_MIN / -1 would trap
-    return Wrap32(int64_t{c} + product / divisor);
+    const __int128 product = static_cast<__int128>(int64_t{toward} - c) * (int64_t{edge} - from);
+    return static_cast<int32_t>(c + product / (int64_t{other} - from));
 }
 
 // Turns the exact marker pixels of r (already cut to the stage) into
@@ -261,8 +253,12 @@ void CSpriteList::DrawLine(double x1, double y1, double x2, double y2, int penMo
     const bool strokeTwice = penSize == 1 && opacity == 255 && antialias != 0;
     CRect margin = mBounds;
     margin.InflateRect(static_cast<short>(penSize), static_cast<short>(penSize));
-    // Extra pixel per step so that a zero-length move still marks a dot.
-    const double dot = antialias ? 0.001 : 0.1;
+    // A zero-length move is lengthened so that it still marks a dot: by 0.1
+    // without antialiasing, and by a hair with it. That hair is 1/128 rather
+    // than 0.001, since the stroke service keeps path points to 1/256 of a
+    // pixel and would drop a segment of 0.001 (and its square caps) as
+    // having no length.
+    const double dot = antialias ? 1.0 / 128 : 0.1;
 
     Point2 a = {x1, y1};
     Point2 b = {x2, y2};
