@@ -399,6 +399,129 @@ void SetDefaultState(cairo_t* cr)
     cairo_new_path(cr);
 }
 
+// A number of whole pixels small enough that sums of a few stay exact.
+bool WholePixels(double v)
+{
+    return std::floor(v) == v && std::fabs(v) <= (1 << 24);
+}
+
+// The part of box inside the clip, as boxes, to draw(box) one at a time.
+template <class Draw>
+void ForEachClippedBox(const DeviceClip& clip, const PixelBox& box, Draw draw)
+{
+    if (clip.Which() == DeviceClip::kEverything) {
+        draw(box);
+        return;
+    }
+    int count = 0;
+    const pixman_box32_t* boxes =
+        pixman_region32_rectangles(const_cast<pixman_region32_t*>(clip.Region()), &count);
+    for (int i = 0; i < count; i++) {
+        const PixelBox part = Intersect(box, {boxes[i].x1, boxes[i].y1, boxes[i].x2, boxes[i].y2});
+        if (!part.Empty())
+            draw(part);
+    }
+}
+
+// Draws an image one to one at a whole-pixel place of a context on a world
+// straight from the image's pixels (cg_direct.cpp), leaving the world as
+// cairo would. Returns false, having drawn nothing, when the drawing is not
+// of that kind: scaled, turned, between pixels, clipped to other than whole
+// pixels, or from memory that overlaps the world's.
+bool DrawImageDirectly(CGContextRef c, double x, double y, double w, double h, CGImageRef image)
+{
+    const DeviceClip& clip = c->clips.back();
+    if (w != image->width || h != image->height || clip.Which() == DeviceClip::kUnknown)
+        return false;
+    cairo_matrix_t m;
+    cairo_get_matrix(c->cr, &m);
+    // The image's first row lies at user y + h, which this matrix puts at
+    // the top of the drawing in device space.
+    if (m.xx != 1 || m.yx != 0 || m.xy != 0 || m.yy != -1 || !WholePixels(m.x0) ||
+        !WholePixels(m.y0) || !WholePixels(x) || !WholePixels(y))
+        return false;
+    const int left = static_cast<int>(m.x0 + x);
+    const int top = static_cast<int>(m.y0 - (y + h));
+
+    const PixMap* pm = &c->world->pixMap;
+    const ptrdiff_t rowBytes = RowBytesOf(pm);
+    auto* pixels = reinterpret_cast<uint8_t*>(pm->baseAddr);
+    const auto* data = static_cast<const uint8_t*>(image->provider->data);
+    const uint8_t* worldEnd = pixels + rowBytes * pm->bounds.bottom;
+    if (data < worldEnd && pixels < data + image->provider->size)
+        return false;
+
+    const PixelBox box = Intersect({left, top, left + image->width, top + image->height},
+                                   {0, 0, pm->bounds.right, pm->bounds.bottom});
+    if (box.Empty())
+        return true;
+    cairo_surface_flush(c->worldSurface);
+    ForEachClippedBox(clip, box, [&](const PixelBox& part) {
+        const uint8_t* src =
+            data +
+            static_cast<ptrdiff_t>(part.y1 - top) * static_cast<ptrdiff_t>(image->bytesPerRow) +
+            4 * (part.x1 - left);
+        uint8_t* dst = pixels + part.y1 * rowBytes + 4 * part.x1;
+        for (int v = part.y1; v < part.y2; v++, src += image->bytesPerRow, dst += rowBytes)
+            CompositeImageRow(src, reinterpret_cast<uint32_t*>(dst), part.x2 - part.x1,
+                              image->alphaInfo);
+        cairo_surface_mark_dirty_rectangle(c->worldSurface, part.x1, part.y1, part.x2 - part.x1,
+                                           part.y2 - part.y1);
+    });
+    return true;
+}
+
+// The clip in device pixels of the boxes of region placed as
+// ClipCGContextToRegion places them: each box's corners through the
+// context's default user space.
+void RecordClip(CGContextRef c, const Rect* portRect, RgnHandle region)
+{
+    DeviceClip& clip = c->clips.back();
+    int count = 0;
+    const pixman_box32_t* boxes = pixman_region32_rectangles(PixmanRegion(region), &count);
+    std::vector<pixman_box32_t> device;
+    try {
+        device.reserve(static_cast<size_t>(count));
+    } catch (...) {
+        clip.Forget();
+        return;
+    }
+    for (int i = 0; i < count; i++) {
+        const pixman_box32_t& b = boxes[i];
+        double x1 = b.x1 - portRect->left, x2 = b.x2 - portRect->left;
+        double y1 = c->yUp ? portRect->bottom - b.y2 : b.y1 - portRect->top;
+        double y2 = y1 + (b.y2 - b.y1);
+        cairo_matrix_transform_point(&c->base, &x1, &y1);
+        cairo_matrix_transform_point(&c->base, &x2, &y2);
+        if (!WholePixels(x1) || !WholePixels(y1) || !WholePixels(x2) || !WholePixels(y2)) {
+            clip.Forget();
+            return;
+        }
+        device.push_back(
+            {static_cast<int32_t>(std::min(x1, x2)), static_cast<int32_t>(std::min(y1, y2)),
+             static_cast<int32_t>(std::max(x1, x2)), static_cast<int32_t>(std::max(y1, y2))});
+    }
+    pixman_region32_t placed;
+    if (!pixman_region32_init_rects(&placed, device.data(), static_cast<int>(device.size()))) {
+        pixman_region32_fini(&placed);
+        clip.Forget();
+        return;
+    }
+    clip.Intersect(&placed);
+    pixman_region32_fini(&placed);
+}
+
+// A context starts unclipped; false when even that cannot be recorded.
+bool StartClips(CGContextRef c)
+{
+    try {
+        c->clips.emplace_back();
+    } catch (...) {
+        return false;
+    }
+    return true;
+}
+
 } // namespace
 
 CGContextRef OpenWorldContext(GWorldPtr world, bool yUp)
@@ -416,6 +539,10 @@ CGContextRef OpenWorldContext(GWorldPtr world, bool yUp)
     cairo_t* cr = cairo_create(surface);
     CGContextRef c =
         cairo_status(cr) == CAIRO_STATUS_SUCCESS ? new (std::nothrow) CGContext : nullptr;
+    if (c && !StartClips(c)) {
+        delete c;
+        c = nullptr;
+    }
     if (!c) {
         cairo_destroy(cr);
         cairo_surface_destroy(surface);
@@ -462,6 +589,10 @@ CGContextRef CGContextCreateWithCairo(cairo_t* cr, CGFloat height)
     if (!cr || cairo_status(cr) != CAIRO_STATUS_SUCCESS || !std::isfinite(height))
         return nullptr;
     CGContextRef c = new (std::nothrow) CGContext;
+    if (c && !StartClips(c)) {
+        delete c;
+        c = nullptr;
+    }
     if (!c)
         return nullptr;
     c->cr = cairo_reference(cr);
@@ -502,6 +633,15 @@ void CGContextSaveGState(CGContextRef c)
 {
     cairo_save(c->cr);
     c->savedStates++;
+    try {
+        const DeviceClip current = c->clips.back();
+        c->clips.push_back(current);
+    } catch (...) {
+        // The record no longer matches cairo's states: from now on only
+        // cairo draws on this context.
+        for (DeviceClip& clip : c->clips)
+            clip.Forget();
+    }
 }
 
 void CGContextRestoreGState(CGContextRef c)
@@ -510,6 +650,8 @@ void CGContextRestoreGState(CGContextRef c)
         return;
     cairo_restore(c->cr);
     c->savedStates--;
+    if (c->clips.size() > 1)
+        c->clips.pop_back();
 }
 
 void CGContextSetShouldAntialias(CGContextRef c, bool antialias)
@@ -630,7 +772,7 @@ void CGContextDrawImage(CGContextRef c, CGRect rect, CGImageRef image)
     PixelBox area = {0, 0, 0, 0};
     if (c->world) {
         area = TouchableArea(c, DeviceBoxOf(cr, x, y, x + w, y + h, 1));
-        if (area.Empty())
+        if (area.Empty() || DrawImageDirectly(c, x, y, w, h, image))
             return;
     }
     cairo_surface_t* pixels = CairoSurfaceOfImage(image);
@@ -679,6 +821,7 @@ OSStatus ClipCGContextToRegion(CGContextRef c, const Rect* portRect, RgnHandle r
         cairo_clip(cr);
         cairo_set_matrix(cr, &current);
     });
+    RecordClip(c, portRect, region);
     return noErr;
 }
 

@@ -4,6 +4,9 @@
 #define SPRIG_PLATFORM_CG_CONTEXT_P_H
 
 #include <cairo.h>
+#include <pixman.h>
+
+#include <vector>
 
 #include "platform/coregraphics.h"
 
@@ -27,6 +30,51 @@ struct CGImage
     CGDataProviderRef provider;
 };
 
+// The clip of a context in device pixels, kept beside cairo's so that
+// drawing that goes around cairo can respect it: everything, a region, or
+// not known (a clip that is not a set of whole pixels, or one that could
+// not be recorded), in which case only cairo may draw.
+class DeviceClip
+{
+  public:
+    enum Kind
+    {
+        kEverything,
+        kRegion,
+        kUnknown
+    };
+
+    DeviceClip() { pixman_region32_init(&mRegion); }
+    DeviceClip(const DeviceClip& other) : mKind(other.mKind)
+    {
+        pixman_region32_init(&mRegion);
+        if (mKind == kRegion && !pixman_region32_copy(&mRegion, &other.mRegion))
+            mKind = kUnknown;
+    }
+    DeviceClip& operator=(const DeviceClip&) = delete;
+    ~DeviceClip() { pixman_region32_fini(&mRegion); }
+
+    Kind Which() const { return mKind; }
+    const pixman_region32_t* Region() const { return &mRegion; }
+
+    // Narrows the clip to its part inside region.
+    void Intersect(const pixman_region32_t* region)
+    {
+        bool ok = true;
+        if (mKind == kEverything)
+            ok = pixman_region32_copy(&mRegion, region);
+        else if (mKind == kRegion)
+            ok = pixman_region32_intersect(&mRegion, &mRegion, region);
+        mKind = mKind == kUnknown || !ok ? kUnknown : kRegion;
+    }
+
+    void Forget() { mKind = kUnknown; }
+
+  private:
+    Kind mKind = kEverything;
+    pixman_region32_t mRegion;
+};
+
 struct CGContext
 {
     cairo_t* cr;
@@ -39,6 +87,8 @@ struct CGContext
     // pixels (null for a host's cairo_t).
     GWorldPtr world;
     cairo_surface_t* worldSurface;
+    // The clip of each saved state and, last, the current one.
+    std::vector<DeviceClip> clips;
 };
 
 // A new cairo image in cairo's premultiplied form holding the image's pixels,

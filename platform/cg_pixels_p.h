@@ -73,6 +73,37 @@ constexpr uint32_t ImagePixelToCairo(uint32_t word, uint32_t alphaInfo)
     }
 }
 
+// Our word of an image pixel as cairo would draw it: premultiplied, with
+// the alpha in the low byte where a world keeps it.
+constexpr uint32_t ImagePixelToWorld(uint32_t word, uint32_t alphaInfo)
+{
+    return MirrorWord(ImagePixelToCairo(word, alphaInfo));
+}
+
+// A premultiplied pixel over a world's pixel, both in our layout, as pixman's
+// OVER computes it: each byte d of the world pixel becomes
+// s + d * (255 - alpha(s)) / 255, the product rounded as pixman's MUL_UN8
+// rounds it and the sum saturated at 255 (a world's bytes need not be valid
+// premultiplied colours):
+//
+//     [BBBBBBBB][GGGGGGGG][RRRRRRRR][AAAAAAAA]   every byte the same rule
+constexpr uint32_t OverWorldPixel(uint32_t premultiplied, uint32_t world)
+{
+    const uint32_t k = 255 - (premultiplied & 0xFF);
+    uint32_t out = 0;
+    for (int shift = 0; shift < 32; shift += 8) {
+        const uint32_t c =
+            ((premultiplied >> shift) & 0xFF) + MultiplyRounded((world >> shift) & 0xFF, k);
+        out |= (c > 255 ? 255 : c) << shift;
+    }
+    return out;
+}
+
+// Draws one row of width image pixels (4 bytes each, any alignment) over
+// width world pixels, each exactly as OverWorldPixel(ImagePixelToWorld(..))
+// gives it.
+void CompositeImageRow(const uint8_t* src, uint32_t* dst, int width, uint32_t alphaInfo);
+
 // Reverses the bytes of every pixel of a block of rows in place.
 inline void MirrorRows(uint8_t* firstRow, ptrdiff_t rowBytes, int width, int height)
 {
