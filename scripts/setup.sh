@@ -6,7 +6,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 packages=(g++ clang cmake ninja-build pkg-config libcairo2-dev libpixman-1-dev libssl-dev
-          libpng-dev libgtest-dev libgmock-dev libbenchmark-dev)
+          libpng-dev zlib1g-dev libgtest-dev libgmock-dev libbenchmark-dev libsdl2-dev)
 missing=()
 for package in "${packages[@]}"; do
     dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed" \
