@@ -54,7 +54,6 @@ class DemoScene
     HIViewRef mView = nullptr;
     std::unique_ptr<Turtle[]> mTurtles;
     CSprite* mStar = nullptr;
-    CSprite* mEraser = nullptr;
     CSprite* mPainting = nullptr;
     CSprite* mBall = nullptr;
     CSprite* mGhost = nullptr;
