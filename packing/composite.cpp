@@ -2,10 +2,15 @@
 //
 // The result is exactly that of expanding the picture and compositing the
 // expanded pixels with MyMixColors, but only the rows and columns drawn are
-// visited, and a run is handled once: a transparent run is skipped, an
-// opaque run is filled, and everything else goes through the row blend.
+// visited, and a run is handled once: a transparent run is skipped, a long
+// opaque run is filled, and everything else goes through the row blend, the
+// pixels between two skipped or filled runs in one call.
 // Pictures of the older encoding are expanded one row at a time instead.
 #include <memory>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "packing/packing_p.h"
 #include "sprig/blend.h"
@@ -50,26 +55,126 @@ inline void CompositeThrough(uint32_t* d, uint32_t n, Source source)
     }
 }
 
-// n pixels of the same paint over d: a transparent run is skipped and an
-// opaque one filled without blending.
-inline void CompositeRun(uint32_t* d, uint32_t n, uint32_t paint)
+// n stored pixels (bytes reversed) as pixel words.
+inline void UnswapPixels(const uint32_t* stored, uint32_t* out, uint32_t n)
 {
-    const uint32_t alpha = paint & 0xFF;
-    if (alpha == 0)
-        return;
-    if (alpha == 255) {
-        for (uint32_t i = 0; i < n; i++)
-            d[i] = paint;
-        return;
+    uint32_t i = 0;
+#if defined(__SSE2__)
+    for (; i + 4 <= n; i += 4) {
+        __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(stored + i));
+        // The bytes of each 16-bit half swapped, then the two halves.
+        x = _mm_or_si128(_mm_slli_epi16(x, 8), _mm_srli_epi16(x, 8));
+        x = _mm_shufflehi_epi16(_mm_shufflelo_epi16(x, _MM_SHUFFLE(2, 3, 0, 1)),
+                                _MM_SHUFFLE(2, 3, 0, 1));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), x);
     }
-    CompositeThrough(d, n, [paint](uint32_t) { return paint; });
+#endif
+    for (; i < n; i++)
+        out[i] = SwapPixel(stored[i]);
 }
 
-// n stored pixels (bytes reversed) over d.
-inline void CompositeStored(uint32_t* d, const uint32_t* stored, uint32_t n, const Paint& paint)
+// One row drawn a packet at a time: the pixels of consecutive packets that
+// need blending are gathered and blended over the row with one call of the
+// row blend, transparent runs are skipped, long opaque runs are filled
+// without blending, and stretches of a few pixels are blended in place.
+class RowComposer
 {
-    CompositeThrough(d, n, [&](uint32_t i) { return paint(SwapPixel(stored[i])); });
-}
+  public:
+    RowComposer(uint32_t* d, const Paint& paint) : mD(d), mPaint(paint) {}
+    ~RowComposer() { Flush(); }
+    RowComposer(const RowComposer&) = delete;
+    RowComposer& operator=(const RowComposer&) = delete;
+
+    // n pixels of one stored pixel.
+    void Run(uint32_t stored, uint32_t n)
+    {
+        const uint32_t paint = mPaint(SwapPixel(stored));
+        const uint32_t alpha = paint & 0xFF;
+        if (alpha == 0) {
+            Flush();
+            mD += n;
+            return;
+        }
+        if (n <= kBlendInPlace) {
+            Flush();
+            uint32_t* d = mD;
+            for (uint32_t i = 0; i < n; i++)
+                d[i] = sprig::MixPixel(paint, d[i]);
+            mD = d + n;
+            return;
+        }
+        if (alpha == 255 && n >= kDirectFill) {
+            Flush();
+            uint32_t* d = mD;
+            for (uint32_t i = 0; i < n; i++)
+                d[i] = paint;
+            mD = d + n;
+            return;
+        }
+        while (n > 0) {
+            const uint32_t m = Room(n);
+            uint32_t* out = mBuffer + mCount;
+            for (uint32_t i = 0; i < m; i++)
+                out[i] = paint;
+            mCount += m;
+            n -= m;
+        }
+    }
+
+    // n stored pixels.
+    void Literal(const uint32_t* stored, uint32_t n)
+    {
+        if (n <= kBlendInPlace) {
+            Flush();
+            uint32_t* d = mD;
+            for (uint32_t i = 0; i < n; i++)
+                d[i] = sprig::MixPixel(mPaint(SwapPixel(stored[i])), d[i]);
+            mD = d + n;
+            return;
+        }
+        while (n > 0) {
+            const uint32_t m = Room(n);
+            uint32_t* out = mBuffer + mCount;
+            UnswapPixels(stored, out, m);
+            if (mPaint.tinted)
+                for (uint32_t i = 0; i < m; i++)
+                    out[i] = mPaint(out[i]);
+            mCount += m;
+            stored += m;
+            n -= m;
+        }
+    }
+
+  private:
+    // Stretches this short are blended pixel by pixel where they lie,
+    // which costs less than gathering them for the row blend.
+    static constexpr uint32_t kBlendInPlace = 3;
+    // Opaque runs at least this long are filled straight into the row.
+    static constexpr uint32_t kDirectFill = 8;
+    static constexpr uint32_t kChunk = 64;
+
+    // How many of n pixels fit the buffer, blending what it holds when full.
+    uint32_t Room(uint32_t n)
+    {
+        if (mCount == kChunk)
+            Flush();
+        return n < kChunk - mCount ? n : kChunk - mCount;
+    }
+
+    void Flush()
+    {
+        if (mCount == 0)
+            return;
+        MixColorsRow(mBuffer, mD, static_cast<int32_t>(mCount));
+        mD += mCount;
+        mCount = 0;
+    }
+
+    uint32_t* mD; // the row pixel under mBuffer[0]
+    const Paint& mPaint;
+    uint32_t mCount = 0;
+    uint32_t mBuffer[kChunk];
+};
 
 // Columns [x0, x0 + w) of one row of the current encoding over d.
 void CompositeCurrentRow(const uint32_t* picture, uint32_t row, uint32_t x0, uint32_t w,
@@ -78,6 +183,18 @@ void CompositeCurrentRow(const uint32_t* picture, uint32_t row, uint32_t x0, uin
     const uint32_t x1 = x0 + w;
     size_t at = picture[kHeaderWords + row];
     uint32_t n = 0; // the column of the packet's first pixel
+    // Packets wholly left of the columns drawn.
+    for (;;) {
+        const uint32_t control = picture[at];
+        const uint32_t count = control & kCountMask;
+        if (n + count > x0)
+            break;
+        if (control & kLastBit)
+            return;
+        at += control & kRunBit ? 2 : 1 + size_t{count};
+        n += count;
+    }
+    RowComposer composer(d, paint);
     while (n < x1) {
         const uint32_t control = picture[at];
         const uint32_t count = control & kCountMask;
@@ -85,11 +202,11 @@ void CompositeCurrentRow(const uint32_t* picture, uint32_t row, uint32_t x0, uin
         const uint32_t to = n + count < x1 ? n + count : x1;
         if (control & kRunBit) {
             if (from < to)
-                CompositeRun(d + (from - x0), to - from, paint(SwapPixel(picture[at + 1])));
+                composer.Run(picture[at + 1], to - from);
             at += 2;
         } else {
             if (from < to)
-                CompositeStored(d + (from - x0), picture + at + 1 + (from - n), to - from, paint);
+                composer.Literal(picture + at + 1 + (from - n), to - from);
             at += 1 + size_t{count};
         }
         n += count;

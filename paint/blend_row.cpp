@@ -16,23 +16,12 @@
 // where the source is transparent. Any other group takes the blend's general
 // steps in four single-precision lanes at once, which round exactly as the
 // scalar steps do (no fused multiply-add: x86-64 has none by default).
+// The last one to three pixels of a row, and so a short row as a whole, go
+// as one group too, filled up with copies of the last pixel.
 #include "sprig/blend.h"
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
-#endif
-
-namespace {
-
-void MixColorsRowScalar(const uint32_t* src, uint32_t* dst, int count)
-{
-    for (int i = 0; i < count; i++)
-        dst[i] = sprig::MixPixel(src[i], dst[i]);
-}
-
-} // namespace
-
-#if defined(__SSE2__)
 
 namespace {
 
@@ -83,50 +72,78 @@ inline __m128i Select(__m128i mask, __m128i ifSet, __m128i otherwise)
     return _mm_or_si128(_mm_and_si128(mask, ifSet), _mm_andnot_si128(mask, otherwise));
 }
 
-} // namespace
-
-extern "C" void MixColorsRow(const uint32_t* src, uint32_t* dst, int32_t count)
+// Four pixels over four: skipped (d itself) when all four sources are
+// transparent, copied when all four are opaque, else blended lane by lane.
+// Returns false when dst is to be left as it is.
+inline bool MixGroup(__m128i s, const __m128i& d, __m128i* out)
 {
     const __m128i alphaMask = _mm_set1_epi32(0xFF);
     const __m128i zero = _mm_setzero_si128();
     const __m128i ones = _mm_set1_epi32(-1);
+    // Bytes 0, 4, 8 and 12 are the four alphas.
+    if ((_mm_movemask_epi8(_mm_cmpeq_epi8(s, zero)) & 0x1111) == 0x1111)
+        return false;
+    if ((_mm_movemask_epi8(_mm_cmpeq_epi8(s, ones)) & 0x1111) == 0x1111) {
+        *out = s;
+        return true;
+    }
+    const __m128i sa = _mm_and_si128(s, alphaMask);
+    const __m128i clear = _mm_cmpeq_epi32(sa, zero);
+    const __m128i solid = _mm_cmpeq_epi32(sa, alphaMask);
+    const __m128i da = _mm_and_si128(d, alphaMask);
+    if (_mm_movemask_epi8(_mm_cmpeq_epi32(da, alphaMask)) == 0xFFFF) {
+        const __m128i lo = BlendOverOpaque(_mm_unpacklo_epi8(s, zero), _mm_unpacklo_epi8(d, zero));
+        const __m128i hi = BlendOverOpaque(_mm_unpackhi_epi8(s, zero), _mm_unpackhi_epi8(d, zero));
+        *out = _mm_packus_epi16(lo, hi);
+    } else if (_mm_movemask_epi8(_mm_cmpeq_epi32(da, zero)) == 0xFFFF) {
+        *out = Select(clear, d, s);
+    } else {
+        const __m128i mixed = Select(solid, s, BlendGeneral(s, d, sa));
+        *out = Select(clear, d, mixed);
+    }
+    return true;
+}
+
+} // namespace
+
+extern "C" void MixColorsRow(const uint32_t* src, uint32_t* dst, int32_t count)
+{
     int i = 0;
     for (; i + 4 <= count; i += 4) {
-        const __m128i s = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + i));
-        // Bytes 0, 4, 8 and 12 are the four alphas.
-        const int clearBytes = _mm_movemask_epi8(_mm_cmpeq_epi8(s, zero)) & 0x1111;
-        if (clearBytes == 0x1111)
-            continue;
-        if ((_mm_movemask_epi8(_mm_cmpeq_epi8(s, ones)) & 0x1111) == 0x1111) {
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + i), s);
-            continue;
-        }
-        const __m128i sa = _mm_and_si128(s, alphaMask);
-        const __m128i clear = _mm_cmpeq_epi32(sa, zero);
-        const __m128i solid = _mm_cmpeq_epi32(sa, alphaMask);
-        const __m128i d = _mm_loadu_si128(reinterpret_cast<const __m128i*>(dst + i));
-        const __m128i da = _mm_and_si128(d, alphaMask);
-        if (_mm_movemask_epi8(_mm_cmpeq_epi32(da, alphaMask)) == 0xFFFF) {
-            const __m128i lo =
-                BlendOverOpaque(_mm_unpacklo_epi8(s, zero), _mm_unpacklo_epi8(d, zero));
-            const __m128i hi =
-                BlendOverOpaque(_mm_unpackhi_epi8(s, zero), _mm_unpackhi_epi8(d, zero));
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + i), _mm_packus_epi16(lo, hi));
-        } else if (_mm_movemask_epi8(_mm_cmpeq_epi32(da, zero)) == 0xFFFF) {
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + i), Select(clear, d, s));
-        } else {
-            const __m128i mixed = Select(solid, s, BlendGeneral(s, d, sa));
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + i), Select(clear, d, mixed));
-        }
+        auto* out = reinterpret_cast<__m128i*>(dst + i);
+        __m128i mixed;
+        if (MixGroup(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src + i)),
+                     _mm_loadu_si128(out), &mixed))
+            _mm_storeu_si128(out, mixed);
     }
-    MixColorsRowScalar(src + i, dst + i, count - i);
+    const int rest = count - i;
+    if (rest <= 0)
+        return;
+    // The last one to three pixels as a group of four, filled up with
+    // copies of the last pixel so that the group falls in the same case as
+    // its real pixels do (each lane is blended on its own either way).
+    const int second = rest > 1 ? i + 1 : i;
+    const int third = rest > 2 ? i + 2 : second;
+    const __m128i s = _mm_set_epi32(static_cast<int>(src[third]), static_cast<int>(src[third]),
+                                    static_cast<int>(src[second]), static_cast<int>(src[i]));
+    const __m128i d = _mm_set_epi32(static_cast<int>(dst[third]), static_cast<int>(dst[third]),
+                                    static_cast<int>(dst[second]), static_cast<int>(dst[i]));
+    __m128i mixed;
+    if (!MixGroup(s, d, &mixed))
+        return;
+    dst[i] = static_cast<uint32_t>(_mm_cvtsi128_si32(mixed));
+    if (rest > 1)
+        dst[i + 1] = static_cast<uint32_t>(_mm_cvtsi128_si32(_mm_srli_si128(mixed, 4)));
+    if (rest > 2)
+        dst[i + 2] = static_cast<uint32_t>(_mm_cvtsi128_si32(_mm_srli_si128(mixed, 8)));
 }
 
 #else
 
 extern "C" void MixColorsRow(const uint32_t* src, uint32_t* dst, int32_t count)
 {
-    MixColorsRowScalar(src, dst, count);
+    for (int i = 0; i < count; i++)
+        dst[i] = sprig::MixPixel(src[i], dst[i]);
 }
 
 #endif
