@@ -3,8 +3,9 @@
 // The result is exactly that of expanding the picture and compositing the
 // expanded pixels with MyMixColors, but only the rows and columns drawn are
 // visited, and a run is handled once: a transparent run is skipped, a long
-// opaque run is filled, and everything else goes through the row blend, the
-// pixels between two skipped or filled runs in one call.
+// opaque run is filled, and everything else goes through the row blend:
+// longer stretches where they lie, the pixels of short ones gathered from
+// all over the picture a batch at a time.
 // Pictures of the older encoding are expanded one row at a time instead.
 #include <memory>
 
@@ -55,159 +56,152 @@ inline void CompositeThrough(uint32_t* d, uint32_t n, Source source)
     }
 }
 
+#if defined(__SSE2__)
+// Four stored pixels as pixel words: the bytes of each 16-bit half swapped,
+// then the two halves.
+inline __m128i UnswapGroup(__m128i x)
+{
+    x = _mm_or_si128(_mm_slli_epi16(x, 8), _mm_srli_epi16(x, 8));
+    return _mm_shufflehi_epi16(_mm_shufflelo_epi16(x, _MM_SHUFFLE(2, 3, 0, 1)),
+                               _MM_SHUFFLE(2, 3, 0, 1));
+}
+#endif
+
 // n stored pixels (bytes reversed) as pixel words.
 inline void UnswapPixels(const uint32_t* stored, uint32_t* out, uint32_t n)
 {
     uint32_t i = 0;
 #if defined(__SSE2__)
-    for (; i + 4 <= n; i += 4) {
-        __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(stored + i));
-        // The bytes of each 16-bit half swapped, then the two halves.
-        x = _mm_or_si128(_mm_slli_epi16(x, 8), _mm_srli_epi16(x, 8));
-        x = _mm_shufflehi_epi16(_mm_shufflelo_epi16(x, _MM_SHUFFLE(2, 3, 0, 1)),
-                                _MM_SHUFFLE(2, 3, 0, 1));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), x);
-    }
+    for (; i + 4 <= n; i += 4)
+        _mm_storeu_si128(
+            reinterpret_cast<__m128i*>(out + i),
+            UnswapGroup(_mm_loadu_si128(reinterpret_cast<const __m128i*>(stored + i))));
 #endif
     for (; i < n; i++)
         out[i] = SwapPixel(stored[i]);
 }
 
-// One row drawn a packet at a time: the pixels of consecutive packets that
-// need blending are gathered and blended over the row with one call of the
-// row blend, transparent runs are skipped, long opaque runs are filled
-// without blending, and stretches of a few pixels are blended in place.
-class RowComposer
+// Pixels of short stretches, kept with the place each goes to and blended a
+// batch at a time with one call of the row blend. A picture's packets cover
+// each pixel of the world once, so blending them later gives the same words.
+class DeferredBlends
 {
   public:
-    RowComposer(uint32_t* d, const Paint& paint) : mD(d), mPaint(paint) {}
-    ~RowComposer() { Flush(); }
-    RowComposer(const RowComposer&) = delete;
-    RowComposer& operator=(const RowComposer&) = delete;
+    DeferredBlends() = default;
+    DeferredBlends(const DeferredBlends&) = delete;
+    DeferredBlends& operator=(const DeferredBlends&) = delete;
+    ~DeferredBlends() { Flush(); }
 
-    // n pixels of one stored pixel.
-    void Run(uint32_t stored, uint32_t n)
+    void Add(uint32_t paint, uint32_t* where)
     {
-        const uint32_t paint = mPaint(SwapPixel(stored));
-        const uint32_t alpha = paint & 0xFF;
-        if (alpha == 0) {
+        mPaint[mCount] = paint;
+        mUnder[mCount] = *where;
+        mWhere[mCount] = where;
+        if (++mCount == kSize)
             Flush();
-            mD += n;
-            return;
-        }
-        if (n <= kBlendInPlace) {
-            Flush();
-            uint32_t* d = mD;
-            for (uint32_t i = 0; i < n; i++)
-                d[i] = sprig::MixPixel(paint, d[i]);
-            mD = d + n;
-            return;
-        }
-        if (alpha == 255 && n >= kDirectFill) {
-            Flush();
-            uint32_t* d = mD;
-            for (uint32_t i = 0; i < n; i++)
-                d[i] = paint;
-            mD = d + n;
-            return;
-        }
-        while (n > 0) {
-            const uint32_t m = Room(n);
-            uint32_t* out = mBuffer + mCount;
-            for (uint32_t i = 0; i < m; i++)
-                out[i] = paint;
-            mCount += m;
-            n -= m;
-        }
-    }
-
-    // n stored pixels.
-    void Literal(const uint32_t* stored, uint32_t n)
-    {
-        if (n <= kBlendInPlace) {
-            Flush();
-            uint32_t* d = mD;
-            for (uint32_t i = 0; i < n; i++)
-                d[i] = sprig::MixPixel(mPaint(SwapPixel(stored[i])), d[i]);
-            mD = d + n;
-            return;
-        }
-        while (n > 0) {
-            const uint32_t m = Room(n);
-            uint32_t* out = mBuffer + mCount;
-            UnswapPixels(stored, out, m);
-            if (mPaint.tinted)
-                for (uint32_t i = 0; i < m; i++)
-                    out[i] = mPaint(out[i]);
-            mCount += m;
-            stored += m;
-            n -= m;
-        }
-    }
-
-  private:
-    // Stretches this short are blended pixel by pixel where they lie,
-    // which costs less than gathering them for the row blend.
-    static constexpr uint32_t kBlendInPlace = 3;
-    // Opaque runs at least this long are filled straight into the row.
-    static constexpr uint32_t kDirectFill = 8;
-    static constexpr uint32_t kChunk = 64;
-
-    // How many of n pixels fit the buffer, blending what it holds when full.
-    uint32_t Room(uint32_t n)
-    {
-        if (mCount == kChunk)
-            Flush();
-        return n < kChunk - mCount ? n : kChunk - mCount;
     }
 
     void Flush()
     {
-        if (mCount == 0)
-            return;
-        MixColorsRow(mBuffer, mD, static_cast<int32_t>(mCount));
-        mD += mCount;
+        MixColorsRow(mPaint, mUnder, static_cast<int32_t>(mCount));
+        for (uint32_t i = 0; i < mCount; i++)
+            *mWhere[i] = mUnder[i];
         mCount = 0;
     }
 
-    uint32_t* mD; // the row pixel under mBuffer[0]
-    const Paint& mPaint;
+  private:
+    static constexpr uint32_t kSize = 64;
     uint32_t mCount = 0;
-    uint32_t mBuffer[kChunk];
+    uint32_t mPaint[kSize];
+    uint32_t mUnder[kSize];
+    uint32_t* mWhere[kSize];
 };
 
-// Columns [x0, x0 + w) of one row of the current encoding over d.
+// Stretches this short are put off into the batch rather than blended with
+// a call of the row blend of their own.
+constexpr uint32_t kDeferBelow = 4;
+// Opaque runs at least this long are filled without blending.
+constexpr uint32_t kDirectFill = 8;
+
+// n pixels of one paint over d.
+inline void CompositeRun(uint32_t* d, uint32_t n, uint32_t paint, DeferredBlends& later)
+{
+    const uint32_t alpha = paint & 0xFF;
+    if (alpha == 0)
+        return;
+    if (alpha == 255 && n >= kDirectFill) {
+        for (uint32_t i = 0; i < n; i++)
+            d[i] = paint;
+        return;
+    }
+    if (n < kDeferBelow) {
+        for (uint32_t i = 0; i < n; i++)
+            later.Add(paint, d + i);
+        return;
+    }
+    CompositeThrough(d, n, [paint](uint32_t) { return paint; });
+}
+
+// n stored pixels over d, tinted or not.
+template <bool kTinted>
+inline void CompositeStored(uint32_t* d, const uint32_t* stored, uint32_t n, const Paint& paint,
+                            DeferredBlends& later)
+{
+    if (n < kDeferBelow) {
+        for (uint32_t i = 0; i < n; i++) {
+            const uint32_t word = SwapPixel(stored[i]);
+            later.Add(kTinted ? paint(word) : word, d + i);
+        }
+        return;
+    }
+    constexpr uint32_t kChunk = 64;
+    uint32_t buffer[kChunk];
+    for (uint32_t done = 0; done < n; done += kChunk) {
+        const uint32_t m = n - done < kChunk ? n - done : kChunk;
+        UnswapPixels(stored + done, buffer, m);
+        if (kTinted)
+            for (uint32_t k = 0; k < m; k++)
+                buffer[k] = paint(buffer[k]);
+        MixColorsRow(buffer, d + done, static_cast<int32_t>(m));
+    }
+}
+
+// Columns [x0, x0 + w) of one row of the current encoding over d: packets
+// wholly left of x0 are stepped over, and each packet that meets the
+// columns is drawn where it lies.
+template <bool kTinted>
 void CompositeCurrentRow(const uint32_t* picture, uint32_t row, uint32_t x0, uint32_t w,
-                         uint32_t* d, const Paint& paint)
+                         uint32_t* d, const Paint& paint, DeferredBlends& later)
 {
     const uint32_t x1 = x0 + w;
-    size_t at = picture[kHeaderWords + row];
+    const uint32_t* packet = picture + picture[kHeaderWords + row];
     uint32_t n = 0; // the column of the packet's first pixel
-    // Packets wholly left of the columns drawn.
     for (;;) {
-        const uint32_t control = picture[at];
+        const uint32_t control = packet[0];
         const uint32_t count = control & kCountMask;
         if (n + count > x0)
             break;
         if (control & kLastBit)
             return;
-        at += control & kRunBit ? 2 : 1 + size_t{count};
+        packet += control & kRunBit ? 2 : 1 + size_t{count};
         n += count;
     }
-    RowComposer composer(d, paint);
     while (n < x1) {
-        const uint32_t control = picture[at];
+        const uint32_t control = packet[0];
         const uint32_t count = control & kCountMask;
         const uint32_t from = n > x0 ? n : x0;
         const uint32_t to = n + count < x1 ? n + count : x1;
         if (control & kRunBit) {
-            if (from < to)
-                composer.Run(picture[at + 1], to - from);
-            at += 2;
+            if (from < to) {
+                const uint32_t word = SwapPixel(packet[1]);
+                CompositeRun(d + (from - x0), to - from, kTinted ? paint(word) : word, later);
+            }
+            packet += 2;
         } else {
             if (from < to)
-                composer.Literal(picture + at + 1 + (from - n), to - from);
-            at += 1 + size_t{count};
+                CompositeStored<kTinted>(d + (from - x0), packet + 1 + (from - n), to - from, paint,
+                                         later);
+            packet += 1 + size_t{count};
         }
         n += count;
         if (control & kLastBit)
@@ -242,8 +236,14 @@ extern "C" void CompositePackedPicture(const uint32_t* picture, const Rect* srcR
                    static_cast<intptr_t>(clip.top) * rowBytes + 4 * intptr_t{clip.left};
     const WordSpan span = UnboundedWords(picture);
     if (IsCurrentEncoding(span)) {
-        for (uint32_t r = 0; r < h; r++, dstRow += rowBytes)
-            CompositeCurrentRow(picture, y0 + r, x0, w, reinterpret_cast<uint32_t*>(dstRow), paint);
+        DeferredBlends later;
+        for (uint32_t r = 0; r < h; r++, dstRow += rowBytes) {
+            auto* d = reinterpret_cast<uint32_t*>(dstRow);
+            if (tint)
+                CompositeCurrentRow<true>(picture, y0 + r, x0, w, d, paint, later);
+            else
+                CompositeCurrentRow<false>(picture, y0 + r, x0, w, d, paint, later);
+        }
     } else {
         const auto width = static_cast<uint32_t>(picture[kWidthWord]);
         std::unique_ptr<uint32_t[]> row(new uint32_t[width]);
