@@ -57,7 +57,7 @@ Picture RandomPicture(std::mt19937& rng, int maxSide)
     for (int v = 0; v < p.height; v++) {
         int h = 0;
         while (h < p.width) {
-            const int run = 1 + static_cast<int>(rng() % 9);
+            const int run = 1 + static_cast<int>(rng() % (rng() % 2 ? 9 : 40));
             const uint32_t kind = rng() % 4;
             for (int i = 0; i < run && h < p.width; i++, h++) {
                 uint32_t word = rng();
