@@ -166,6 +166,34 @@ inline void CompositeStored(uint32_t* d, const uint32_t* stored, uint32_t n, con
     }
 }
 
+// Columns [0, w) of one row of the current encoding over d, for a picture w
+// wide: each packet is drawn whole, up to the width (a damaged row may
+// describe more).
+template <bool kTinted>
+void CompositeWholeRow(const uint32_t* picture, uint32_t row, uint32_t w, uint32_t* d,
+                       const Paint& paint, DeferredBlends& later)
+{
+    const uint32_t* packet = picture + picture[kHeaderWords + row];
+    uint32_t left = w; // columns still to draw
+    for (;;) {
+        const uint32_t control = packet[0];
+        const uint32_t count = control & kCountMask;
+        const uint32_t m = count < left ? count : left;
+        if (control & kRunBit) {
+            const uint32_t word = SwapPixel(packet[1]);
+            CompositeRun(d, m, kTinted ? paint(word) : word, later);
+            packet += 2;
+        } else {
+            CompositeStored<kTinted>(d, packet + 1, m, paint, later);
+            packet += 1 + size_t{count};
+        }
+        d += m;
+        left -= m;
+        if ((control & kLastBit) || left == 0)
+            break;
+    }
+}
+
 // Columns [x0, x0 + w) of one row of the current encoding over d: packets
 // wholly left of x0 are stepped over, and each packet that meets the
 // columns is drawn where it lies.
@@ -237,9 +265,14 @@ extern "C" void CompositePackedPicture(const uint32_t* picture, const Rect* srcR
     const WordSpan span = UnboundedWords(picture);
     if (IsCurrentEncoding(span)) {
         DeferredBlends later;
+        const bool whole = x0 == 0 && w > 0 && w == picture[kWidthWord];
         for (uint32_t r = 0; r < h; r++, dstRow += rowBytes) {
             auto* d = reinterpret_cast<uint32_t*>(dstRow);
-            if (tint)
+            if (whole && tint)
+                CompositeWholeRow<true>(picture, y0 + r, w, d, paint, later);
+            else if (whole)
+                CompositeWholeRow<false>(picture, y0 + r, w, d, paint, later);
+            else if (tint)
                 CompositeCurrentRow<true>(picture, y0 + r, x0, w, d, paint, later);
             else
                 CompositeCurrentRow<false>(picture, y0 + r, x0, w, d, paint, later);

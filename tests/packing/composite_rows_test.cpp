@@ -100,4 +100,28 @@ TEST(CompositePackedPicture, LongRowsMatchExpandingAndCompositing)
     }
 }
 
+TEST(CompositePackedPicture, ADamagedRowDrawsNoFurtherThanThePictureIsWide)
+{
+    // A 4 x 1 picture of one opaque run, whose run is then made to claim
+    // ten pixels: drawn whole, whole-row or not, only its four columns of
+    // the world may change.
+    const uint32_t red[4] = {0x0000FFFF, 0x0000FFFF, 0x0000FFFF, 0x0000FFFF};
+    uint32_t* picture = CompressBuffer(red, 4, 1, 16);
+    ASSERT_NE(picture, nullptr);
+    uint32_t& control = picture[picture[6]];
+    ASSERT_EQ(control & 0x3FFFFFFF, 4u);
+    control = (control & ~0x3FFFFFFFu) | 10;
+    for (int left = 0; left < 2; left++) {
+        World world = MakeWorld(16, 1);
+        Rect s, d;
+        SetRect(&s, int16_t(left), 0, 4, 1);
+        SetRect(&d, 2, 0, int16_t(6 - left), 1);
+        CompositePackedPicture(picture, &s, world.get(), &d, nullptr);
+        for (int h = 0; h < 16; h++)
+            EXPECT_EQ(Pixel(world.get(), h, 0), h >= 2 && h < 6 - left ? 0x0000FFFFu : 0u)
+                << "from column " << left << ", at " << h;
+    }
+    std::free(picture);
+}
+
 } // namespace
