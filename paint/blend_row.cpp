@@ -11,11 +11,13 @@
 //     pixel   [BBBBBBBB][GGGGGGGG][RRRRRRRR][AAAAAAAA]
 //     lanes   [   B    ][   G    ][   R    ][ A = 255 ]   x 2 pixels per register
 //
-// with n / 255 = (n + 1 + (n >> 8)) >> 8 for n <= 65025. Over four
-// transparent destinations the blend returns the source, or the destination
-// where the source is transparent. Any other group takes the blend's general
-// steps in four single-precision lanes at once, which round exactly as the
-// scalar steps do (no fused multiply-add: x86-64 has none by default).
+// with n / 255 = (n + 1 + (n >> 8)) >> 8 for n <= 65025. Over a
+// transparent destination the blend returns the source, or the destination
+// where the source is transparent; a group whose destinations are each
+// opaque or transparent takes both and picks per pixel. Any other group
+// takes the blend's general steps in four single-precision lanes at once,
+// which round exactly as the scalar steps do (no fused multiply-add: x86-64
+// has none by default).
 // The last one to three pixels of a row, and so a short row as a whole, go
 // as one group too, filled up with copies of the last pixel.
 #include "sprig/blend.h"
@@ -91,12 +93,19 @@ inline bool MixGroup(__m128i s, const __m128i& d, __m128i* out)
     const __m128i clear = _mm_cmpeq_epi32(sa, zero);
     const __m128i solid = _mm_cmpeq_epi32(sa, alphaMask);
     const __m128i da = _mm_and_si128(d, alphaMask);
-    if (_mm_movemask_epi8(_mm_cmpeq_epi32(da, alphaMask)) == 0xFFFF) {
+    const __m128i under = _mm_cmpeq_epi32(da, alphaMask);
+    const __m128i bare = _mm_cmpeq_epi32(da, zero);
+    const int opaqueUnder = _mm_movemask_epi8(under);
+    const int bareUnder = _mm_movemask_epi8(bare);
+    if (bareUnder == 0xFFFF) {
+        *out = Select(clear, d, s);
+    } else if ((opaqueUnder | bareUnder) == 0xFFFF) {
+        // Each destination opaque or transparent: the integer blend where
+        // it is opaque (which gives d for a transparent source and s for an
+        // opaque one), the source or d where it is transparent.
         const __m128i lo = BlendOverOpaque(_mm_unpacklo_epi8(s, zero), _mm_unpacklo_epi8(d, zero));
         const __m128i hi = BlendOverOpaque(_mm_unpackhi_epi8(s, zero), _mm_unpackhi_epi8(d, zero));
-        *out = _mm_packus_epi16(lo, hi);
-    } else if (_mm_movemask_epi8(_mm_cmpeq_epi32(da, zero)) == 0xFFFF) {
-        *out = Select(clear, d, s);
+        *out = Select(bare, Select(clear, d, s), _mm_packus_epi16(lo, hi));
     } else {
         const __m128i mixed = Select(solid, s, BlendGeneral(s, d, sa));
         *out = Select(clear, d, mixed);
