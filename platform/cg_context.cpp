@@ -7,6 +7,11 @@
 // in place, drawn on, and mirrored back (cg_pixels_p.h). The mirror is a byte
 // reversal, so every pixel the drawing leaves alone keeps its exact bits, and
 // a pen line on a large stage costs only the pixels around the line.
+//
+// An image drawn one to one at a whole-pixel place, within no clip or a clip
+// of whole pixels, does not go through cairo at all: it is composited in
+// place from its own pixels with cairo's arithmetic (cg_direct.cpp). For that
+// the context keeps its clip in device pixels beside cairo's, state by state.
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -447,8 +452,10 @@ bool DrawImageDirectly(CGContextRef c, double x, double y, double w, double h, C
     const ptrdiff_t rowBytes = RowBytesOf(pm);
     auto* pixels = reinterpret_cast<uint8_t*>(pm->baseAddr);
     const auto* data = static_cast<const uint8_t*>(image->provider->data);
-    const uint8_t* worldEnd = pixels + rowBytes * pm->bounds.bottom;
-    if (data < worldEnd && pixels < data + image->provider->size)
+    const auto worldStart = reinterpret_cast<uintptr_t>(pixels);
+    const auto worldEnd = worldStart + static_cast<uintptr_t>(rowBytes * pm->bounds.bottom);
+    const auto dataStart = reinterpret_cast<uintptr_t>(data);
+    if (dataStart < worldEnd && worldStart < dataStart + image->provider->size)
         return false;
 
     const PixelBox box = Intersect({left, top, left + image->width, top + image->height},

@@ -1,6 +1,7 @@
 // Images over pixel memory, the data providers that hold the memory, and the
 // one colour space. An image never copies its pixels: they are read, and
-// converted to cairo's premultiplied form, each time the image is drawn.
+// converted to cairo's premultiplied form, each time the image is drawn
+// (drawn one to one into a world, they are composited straight from memory).
 #include <cstring>
 #include <new>
 
