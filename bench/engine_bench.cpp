@@ -21,6 +21,7 @@
 #include <cstdlib>
 #include <vector>
 
+#include "bench/bench_pictures.h"
 #include "bench/ratio_reporter.h"
 #include "sprig/engine.h"
 #include "sprig/images.h"
@@ -33,12 +34,6 @@ constexpr int kStageHeight = 360;
 constexpr int kSprites = 100;
 constexpr int32_t kFirstPicture = 300;
 
-// [BBBBBBBB][GGGGGGGG][RRRRRRRR][AAAAAAAA]
-uint32_t Word(uint32_t red, uint32_t green, uint32_t blue, uint32_t alpha)
-{
-    return (blue << 24) | (green << 16) | (red << 8) | alpha;
-}
-
 // A disc with soft edges in two flat colours, size x size.
 std::vector<uint32_t> DiscPixels(int size, uint32_t hue)
 {
@@ -47,9 +42,7 @@ std::vector<uint32_t> DiscPixels(int size, uint32_t hue)
     const double radius = size * 0.45;
     for (int y = 0; y < size; y++)
         for (int x = 0; x < size; x++) {
-            const double r = std::hypot(x + 0.5 - centre, y + 0.5 - centre);
-            const double cover = std::fmin(1.0, std::fmax(0.0, (radius - r) / 2.0));
-            const auto alpha = static_cast<uint32_t>(std::lround(cover * 255));
+            const uint32_t alpha = SoftDiscAlpha(x + 0.5 - centre, y + 0.5 - centre, radius);
             pixels[static_cast<size_t>(y * size + x)] =
                 alpha == 0     ? 0
                 : y < size / 2 ? Word(hue & 0xFF, 120, 20, alpha)
@@ -60,11 +53,7 @@ std::vector<uint32_t> DiscPixels(int size, uint32_t hue)
 
 void Register(int32_t number, int size, uint32_t hue)
 {
-    const std::vector<uint32_t> pixels = DiscPixels(size, hue);
-    uint32_t* packed = CompressBuffer(pixels.data(), size, size, 4 * size);
-    PictureRecord record = {size, size, packed[0], packed};
-    SetCompressedImage(number, reinterpret_cast<char*>(&record));
-    std::free(packed);
+    RegisterPicture(number, DiscPixels(size, hue), size, size);
 }
 
 // The scene: sprite i shows its own picture (so each keeps its cached copy).

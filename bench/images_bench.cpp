@@ -16,6 +16,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/bench_pictures.h"
 #include "bench/ratio_reporter.h"
 #include "sprig/images.h"
 #include "sprig/packing.h"
@@ -26,12 +27,6 @@ constexpr int kStageWidth = 480;
 constexpr int kStageHeight = 360;
 constexpr int kDraws = 1000;
 
-// [BBBBBBBB][GGGGGGGG][RRRRRRRR][AAAAAAAA]
-uint32_t Word(uint32_t red, uint32_t green, uint32_t blue, uint32_t alpha)
-{
-    return (blue << 24) | (green << 16) | (red << 8) | alpha;
-}
-
 // A disc with soft edges: flat colours (a cartoon sprite) or a colour that
 // changes with every column (a shaded one, with no runs inside the disc).
 std::vector<uint32_t> SpritePixels(int size, bool shaded)
@@ -41,9 +36,7 @@ std::vector<uint32_t> SpritePixels(int size, bool shaded)
     const double radius = size * 0.4;
     for (int y = 0; y < size; y++)
         for (int x = 0; x < size; x++) {
-            const double r = std::hypot(x + 0.5 - centre, y + 0.5 - centre);
-            const double cover = std::fmin(1.0, std::fmax(0.0, (radius - r) / 2.0));
-            const auto alpha = static_cast<uint32_t>(std::lround(cover * 255));
+            const uint32_t alpha = SoftDiscAlpha(x + 0.5 - centre, y + 0.5 - centre, radius);
             pixels[static_cast<size_t>(y * size + x)] =
                 alpha == 0     ? 0
                 : shaded       ? Word(230, 120 + static_cast<uint32_t>(x & 63), 20, alpha)
@@ -56,11 +49,7 @@ std::vector<uint32_t> SpritePixels(int size, bool shaded)
 // Registers a picture of size x size in the pool under number.
 void Register(int32_t number, int size, bool shaded)
 {
-    const std::vector<uint32_t> pixels = SpritePixels(size, shaded);
-    uint32_t* packed = CompressBuffer(pixels.data(), size, size, 4 * size);
-    PictureRecord record = {size, size, packed[0], packed};
-    SetCompressedImage(number, reinterpret_cast<char*>(&record));
-    std::free(packed);
+    RegisterPicture(number, SpritePixels(size, shaded), size, size);
 }
 
 // Where draw i lands: spread over the stage, partly off its edges.

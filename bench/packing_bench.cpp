@@ -19,6 +19,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/bench_pictures.h"
 #include "bench/ratio_reporter.h"
 #include "sprig/packing.h"
 
@@ -26,22 +27,13 @@ namespace {
 
 constexpr int kSize = 256;
 
-// [BBBBBBBB][GGGGGGGG][RRRRRRRR][AAAAAAAA]
-uint32_t Word(uint32_t red, uint32_t green, uint32_t blue, uint32_t alpha)
-{
-    return (blue << 24) | (green << 16) | (red << 8) | alpha;
-}
-
 std::vector<uint32_t> SpritePixels()
 {
     std::vector<uint32_t> pixels(kSize * kSize);
     for (int y = 0; y < kSize; y++)
         for (int x = 0; x < kSize; x++) {
             const double dx = x + 0.5 - 128, dy = y + 0.5 - 120;
-            const double r = std::sqrt(dx * dx + dy * dy);
-            // Coverage falls from 1 to 0 over two pixels at the edge.
-            const double cover = std::fmin(1.0, std::fmax(0.0, (100.0 - r) / 2.0));
-            const auto alpha = static_cast<uint32_t>(std::lround(cover * 255));
+            const uint32_t alpha = SoftDiscAlpha(dx, dy, 100.0);
             const bool inner = dx * dx + (dy + 30) * (dy + 30) < 40 * 40;
             pixels[y * kSize + x] = alpha == 0 ? 0
                                     : inner    ? Word(255, 240, 200, alpha)

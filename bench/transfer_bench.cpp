@@ -26,6 +26,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/bench_pictures.h"
 #include "bench/ratio_reporter.h"
 #include "platform/coregraphics.h"
 #include "sprig/blend.h"
@@ -35,11 +36,6 @@ namespace {
 
 constexpr int kSize = 256;
 constexpr int kCopies = 16;
-
-uint32_t Word(uint32_t r, uint32_t g, uint32_t b, uint32_t a)
-{
-    return (b << 24) | (g << 16) | (r << 8) | a;
-}
 
 // Cairo's (and pixman's a8r8g8b8) premultiplied form of a pixel word.
 uint32_t Premultiplied(uint32_t w)
