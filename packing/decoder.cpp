@@ -268,6 +268,25 @@ uint32_t* ExpandPicture(WordSpan picture, int32_t* width, int32_t* height, int32
     return buffer;
 }
 
+bool NewExpansionWorld(int32_t width, int32_t height, ExpansionWorld* out)
+{
+    Rect bounds;
+    SetRect(&bounds, 0, 0, static_cast<int16_t>(width), static_cast<int16_t>(height));
+    GWorldPtr world = nullptr;
+    if (NewGWorld(&world, 32, &bounds, nullptr, nullptr, 0) != noErr || !world)
+        return false;
+    PixMapHandle pm = GetGWorldPixMap(world);
+    LockPixels(pm);
+    Rect made;
+    GetPortBounds(world, &made);
+    out->world = world;
+    out->base = GetPixBaseAddr(pm);
+    out->rowBytes = GetPixRowBytes(pm);
+    out->rows = height < made.bottom ? (height > 0 ? height : 0) : made.bottom;
+    out->columns = width < made.right ? (width > 0 ? width : 0) : made.right;
+    return true;
+}
+
 extern "C" {
 
 uint32_t* Uncompress(uint32_t* picture, int32_t* width, int32_t* height, int32_t* rowBytes)
@@ -283,25 +302,15 @@ GWorldPtr UncompressGWorld(uint32_t* picture, int32_t* width, int32_t* height, i
     *width = w;
     *height = h;
     *rowBytes = 0;
-    Rect bounds;
-    SetRect(&bounds, 0, 0, static_cast<int16_t>(w), static_cast<int16_t>(h));
-    GWorldPtr world = nullptr;
-    if (NewGWorld(&world, 32, &bounds, nullptr, nullptr, 0) != noErr || !world)
+    ExpansionWorld made;
+    if (!NewExpansionWorld(w, h, &made))
         return nullptr;
-    PixMapHandle pm = GetGWorldPixMap(world);
-    LockPixels(pm);
-    Ptr base = GetPixBaseAddr(pm);
-    *rowBytes = GetPixRowBytes(pm);
-    // The rectangle keeps 16 bits of each size: decode no more than the
-    // world holds.
-    Rect made;
-    GetPortBounds(world, &made);
-    const int32_t rows = h < made.bottom ? h : made.bottom;
-    const uint32_t rowWidth = static_cast<uint32_t>(w < made.right ? w : made.right);
+    *rowBytes = made.rowBytes;
     const bool current = IsCurrentEncoding(span);
-    for (int32_t r = 0; r < rows; r++)
-        DecodeRowAs(current, span, static_cast<uint32_t>(r), rowWidth, RowAt(base, r, *rowBytes));
-    return world;
+    for (int32_t r = 0; r < made.rows; r++)
+        DecodeRowAs(current, span, static_cast<uint32_t>(r), static_cast<uint32_t>(made.columns),
+                    RowAt(made.base, r, made.rowBytes));
+    return made.world;
 }
 
 void UncompressRow(uint32_t* picture, uint32_t row, uint32_t width, uint32_t* dst)

@@ -123,33 +123,24 @@ int32_t UncompressRow16(char* row, int32_t width, uint32_t* dst)
 
 extern "C" GWorldPtr Uncompress16(char* picture, int32_t width, int32_t height)
 {
-    Rect bounds;
-    SetRect(&bounds, 0, 0, static_cast<int16_t>(width), static_cast<int16_t>(height));
-    GWorldPtr world = nullptr;
-    if (NewGWorld(&world, 32, &bounds, nullptr, nullptr, 0) != noErr || !world)
+    ExpansionWorld made;
+    if (!NewExpansionWorld(width, height, &made))
         return nullptr;
-    PixMapHandle pm = GetGWorldPixMap(world);
-    LockPixels(pm);
-    Ptr base = GetPixBaseAddr(pm);
-    const int32_t rowBytes = GetPixRowBytes(pm);
-    Rect made;
-    GetPortBounds(world, &made);
-    // The rectangle keeps 16 bits of each size: decode no more than the
-    // world holds, and read only the table entries of those rows.
+    // Read only the table entries of the rows the world holds.
     const uint32_t rows = height > 0 ? static_cast<uint32_t>(height) : 0;
-    const uint32_t decoded = rows < uint32_t(made.bottom) ? rows : uint32_t(made.bottom);
-    const int32_t rowWidth = width < made.right ? width : made.right;
+    const auto decoded = static_cast<uint32_t>(made.rows);
     CRowTable table(decoded);
     auto* cursor = reinterpret_cast<uint32_t*>(picture);
     cursor >> table;
     const ByteSpan span = UnboundedBytes(picture);
     const size_t rowsStart = 4 * size_t{rows};
     for (uint32_t r = 0; r < decoded; r++) {
-        auto* dst = reinterpret_cast<uint32_t*>(base + static_cast<ptrdiff_t>(r) * rowBytes);
-        DecodeRow16(span, rowsStart + table.entries[r], rowWidth, dst);
+        auto* dst =
+            reinterpret_cast<uint32_t*>(made.base + static_cast<ptrdiff_t>(r) * made.rowBytes);
+        DecodeRow16(span, rowsStart + table.entries[r], made.columns, dst);
     }
-    UnlockPixels(pm);
-    return world;
+    UnlockPixels(GetGWorldPixMap(made.world));
+    return made.world;
 }
 
 CHeader::CHeader() : width(0), height(0), size(0) {}

@@ -72,6 +72,21 @@ uint32_t* ExpandPicture(WordSpan picture, int32_t* width, int32_t* height, int32
 // past the width is clipped.
 int32_t DecodeRow16(ByteSpan span, size_t at, int32_t width, uint32_t* dst);
 
+// A new 32-bit world for expanding a picture of width x height, its pixels
+// locked. The world's bounds keep 16 bits of each size, so rows and columns
+// say how much of the picture it holds (never more than width and height).
+struct ExpansionWorld
+{
+    GWorldPtr world;
+    char* base;
+    int32_t rowBytes;
+    int32_t rows;
+    int32_t columns;
+};
+
+// False, with nothing made, when the world cannot be made.
+bool NewExpansionWorld(int32_t width, int32_t height, ExpansionWorld* out);
+
 // Packs width x height pixels, rows rowWords apart, into a new malloc block
 // of the current encoding; null when the size cannot be represented or
 // memory runs out.
