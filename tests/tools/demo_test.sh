@@ -32,8 +32,10 @@ grep -q "wrote 2 frames of 960 x 720" "$work/out.txt" || fail "default zoom is n
 # the view, the animation is a well-formed APNG with every frame, and the
 # last frame shows the pen trails, stamps and sprites over the sky.
 if command -v python3 >/dev/null; then
-    python3 - "$work/a" 6 <<'PY' || fail "demo output: see above"
+    PYTHONPATH="$(dirname "$0")" python3 - "$work/a" 6 <<'PY' || fail "demo output: see above"
 import struct, sys, zlib
+import png_rows
+from png_rows import chunks, rows_of
 
 folder, frames = sys.argv[1], int(sys.argv[2])
 problems = []
@@ -41,45 +43,11 @@ def check(what, ok):
     if not ok:
         problems.append(what)
 
-def chunks(data):
-    assert data[:8] == b"\x89PNG\r\n\x1a\n", "no PNG signature"
-    pos = 8
-    while pos < len(data):
-        length, kind = struct.unpack(">I4s", data[pos:pos + 8])
-        body = data[pos + 8:pos + 8 + length]
-        crc, = struct.unpack(">I", data[pos + 8 + length:pos + 12 + length])
-        yield kind, body, crc == zlib.crc32(kind + body) & 0xFFFFFFFF
-        pos += 12 + length
-
-def rows_of(raw, width, height, channels):
-    stride = width * channels
-    rows, prev = [], bytearray(stride)
-    for y in range(height):
-        kind = raw[y * (stride + 1)]
-        line = bytearray(raw[y * (stride + 1) + 1:(y + 1) * (stride + 1)])
-        for i in range(stride):
-            a = line[i - channels] if i >= channels else 0
-            b, c = prev[i], prev[i - channels] if i >= channels else 0
-            if kind == 1: line[i] = (line[i] + a) & 255
-            elif kind == 2: line[i] = (line[i] + b) & 255
-            elif kind == 3: line[i] = (line[i] + (a + b) // 2) & 255
-            elif kind == 4:
-                p = a + b - c
-                pa, pb, pc = abs(p - a), abs(p - b), abs(p - c)
-                line[i] = (line[i] + (a if pa <= pb and pa <= pc else b if pb <= pc else c)) & 255
-        rows.append(line)
-        prev = line
-    return rows
-
 def read_png(path):
-    idat, head = b"", None
-    for kind, body, good in chunks(open(path, "rb").read()):
-        check(path + ": bad CRC", good)
-        if kind == b"IHDR": head = struct.unpack(">IIBBBBB", body)
-        elif kind == b"IDAT": idat += body
-    width, height, depth, colour, _, _, interlace = head
-    assert depth == 8 and interlace == 0 and colour == 6, head
-    return width, height, rows_of(zlib.decompress(idat), width, height, 4)
+    width, height, channels, rows, good = png_rows.read_png(path)
+    check(path + ": bad CRC", good)
+    check(path + ": not RGBA", channels == 4)
+    return width, height, rows
 
 def fnv(width, rows):
     # Over the pixel words' bytes in memory order: alpha, red, green, blue.

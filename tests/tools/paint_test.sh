@@ -24,39 +24,11 @@ expect_status 0 "$SPRIG" paint "$work/small.png" --width 64 --height 48
 # spray's green, the ellipse's texture, the outline's purple, soft edges,
 # and a transparent track where the eraser went.
 if command -v python3 >/dev/null; then
-    python3 - "$work/a.png" <<'PY' || fail "the painting does not show the tools: see above"
-import struct, sys, zlib
+    PYTHONPATH="$(dirname "$0")" python3 - "$work/a.png" <<'PY' || fail "the painting does not show the tools: see above"
+import sys
+from png_rows import read_png
 
-data = open(sys.argv[1], "rb").read()
-pos, idat, head = 8, b"", None
-while pos < len(data):
-    length, kind = struct.unpack(">I4s", data[pos:pos + 8])
-    body = data[pos + 8:pos + 8 + length]
-    if kind == b"IHDR":
-        head = struct.unpack(">IIBBBBB", body)
-    elif kind == b"IDAT":
-        idat += body
-    pos += 12 + length
-width, height, depth, colour, _, _, interlace = head
-assert depth == 8 and interlace == 0, head
-channels = {6: 4, 2: 3}[colour]
-raw = zlib.decompress(idat)
-stride = width * channels
-rows, prev = [], bytearray(stride)
-for y in range(height):
-    kind, line = raw[y * (stride + 1)], bytearray(raw[y * (stride + 1) + 1:(y + 1) * (stride + 1)])
-    for i in range(stride):
-        a = line[i - channels] if i >= channels else 0
-        b, c = prev[i], prev[i - channels] if i >= channels else 0
-        if kind == 1: line[i] = (line[i] + a) & 255
-        elif kind == 2: line[i] = (line[i] + b) & 255
-        elif kind == 3: line[i] = (line[i] + (a + b) // 2) & 255
-        elif kind == 4:
-            p = a + b - c
-            pa, pb, pc = abs(p - a), abs(p - b), abs(p - c)
-            line[i] = (line[i] + (a if pa <= pb and pa <= pc else b if pb <= pc else c)) & 255
-    rows.append(line)
-    prev = line
+width, height, channels, rows, _ = read_png(sys.argv[1])
 
 def px(x, y):
     p = rows[y][x * channels:(x + 1) * channels]
