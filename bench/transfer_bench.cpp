@@ -45,26 +45,6 @@ uint32_t Premultiplied(uint32_t w)
     return (a << 24) | (mul((w >> 8) & 0xFF) << 16) | (mul((w >> 16) & 0xFF) << 8) | mul(w >> 24);
 }
 
-// The blend's steps written out plainly, to check the fast loop against.
-uint32_t PlainMix(uint32_t s, uint32_t d)
-{
-    const uint32_t a = s & 0xFF;
-    if (a == 0)
-        return d;
-    if (a == 255)
-        return s;
-    const float dA = static_cast<float>(d & 0xFF) * 0.003921568859368563f;
-    const int k = 255 - static_cast<int>(a);
-    const float f = dA * k;
-    const float A = 255 - (1 - dA) * k;
-    uint32_t out = static_cast<uint32_t>(std::fmax(A, 0.0f));
-    for (int shift = 8; shift < 32; shift += 8)
-        out |= static_cast<uint32_t>(
-                   (static_cast<int>(a * ((s >> shift) & 0xFF)) + ((d >> shift) & 0xFF) * f) / A)
-               << shift;
-    return out;
-}
-
 struct Scene
 {
     explicit Scene(uint32_t underAlpha)
@@ -132,8 +112,8 @@ struct Scene
         bool exact = true;
         for (int v = 0; v < kSize; v++)
             for (int h = 0; h < kSize; h++)
-                exact = exact && Row(worlds[0], v)[h] == PlainMix(sprite[size_t(v) * kSize + h],
-                                                                  under[size_t(v) * kSize + h]);
+                exact = exact && Row(worlds[0], v)[h] == MyMixColors(sprite[size_t(v) * kSize + h],
+                                                                     under[size_t(v) * kSize + h]);
         Reset();
         return exact;
     }
