@@ -25,6 +25,8 @@
 
 namespace {
 
+bool gPlatformDrawing = true;
+
 // A rectangle of device pixels, x1 <= x < x2, y1 <= y < y2.
 struct PixelBox
 {
@@ -168,6 +170,25 @@ class Hairline
 
     const std::vector<Run>& Runs() const { return mRuns; }
 
+    // Sorts the runs by row and column and joins those that overlap or
+    // touch, so that each pixel lies in one run. (A path that crosses itself
+    // or comes back reaches some pixels more than once.)
+    void MakeDisjoint()
+    {
+        std::sort(mRuns.begin(), mRuns.end(),
+                  [](const Run& a, const Run& b) { return a.y != b.y ? a.y < b.y : a.x < b.x; });
+        size_t kept = 0;
+        for (size_t i = 0; i < mRuns.size(); i++) {
+            const Run& r = mRuns[i];
+            Run* last = kept > 0 ? &mRuns[kept - 1] : nullptr;
+            if (last && last->y == r.y && r.x <= last->x + last->width)
+                last->width = std::max(last->width, r.x + r.width - last->x);
+            else
+                mRuns[kept++] = r;
+        }
+        mRuns.resize(kept);
+    }
+
     PixelBox Bounds() const
     {
         PixelBox box = {0, 0, 0, 0};
@@ -301,6 +322,67 @@ PixelBox NoLimit()
     return {-(1 << 30), -(1 << 30), 1 << 30, 1 << 30};
 }
 
+// The part of box inside the clip, as boxes, to draw(box) one at a time.
+template <class Draw>
+void ForEachClippedBox(const DeviceClip& clip, const PixelBox& box, Draw draw)
+{
+    if (clip.Which() == DeviceClip::kEverything) {
+        draw(box);
+        return;
+    }
+    int count = 0;
+    const pixman_box32_t* boxes =
+        pixman_region32_rectangles(const_cast<pixman_region32_t*>(clip.Region()), &count);
+    for (int i = 0; i < count; i++) {
+        const PixelBox part = Intersect(box, {boxes[i].x1, boxes[i].y1, boxes[i].x2, boxes[i].y2});
+        if (!part.Empty())
+            draw(part);
+    }
+}
+
+// Composites the pixels of a one-pixel line in the context's colour straight
+// into its world, leaving the bits cairo's fill of the same pixels leaves: a
+// solid colour OVER each pixel once (OverWorldPixel), within the clip.
+// Returns false, having drawn nothing, when the drawing is not of that kind:
+// a clip of other than whole pixels, another operator, or a source other
+// than one colour.
+bool StrokeHairlineDirectly(CGContextRef c, Hairline& line)
+{
+    cairo_t* cr = c->cr;
+    const DeviceClip& clip = c->clips.back();
+    if (!gPlatformDrawing || clip.Which() == DeviceClip::kUnknown ||
+        cairo_get_operator(cr) != CAIRO_OPERATOR_OVER)
+        return false;
+    double red, green, blue, alpha;
+    if (cairo_pattern_get_rgba(cairo_get_source(cr), &red, &green, &blue, &alpha) !=
+        CAIRO_STATUS_SUCCESS)
+        return false;
+    const uint32_t source = MirrorWord(SolidSourceWord(red, green, blue, alpha));
+    if ((source & 0xFF) == 0)
+        return true; // OVER by nothing leaves every pixel as it is
+    line.MakeDisjoint();
+    const PixMap* pm = &c->world->pixMap;
+    const ptrdiff_t rowBytes = RowBytesOf(pm);
+    auto* pixels = reinterpret_cast<uint8_t*>(pm->baseAddr);
+    const PixelBox world = {0, 0, pm->bounds.right, pm->bounds.bottom};
+    cairo_surface_flush(c->worldSurface);
+    for (const Hairline::Run& r : line.Runs()) {
+        const PixelBox run = Intersect({r.x, r.y, r.x + r.width, r.y + 1}, world);
+        if (run.Empty())
+            continue;
+        ForEachClippedBox(clip, run, [&](const PixelBox& part) {
+            auto* row = reinterpret_cast<uint32_t*>(pixels + part.y1 * rowBytes);
+            for (int h = part.x1; h < part.x2; h++)
+                row[h] = OverWorldPixel(source, row[h]);
+        });
+    }
+    const PixelBox touched = Intersect(line.Bounds(), world);
+    if (!touched.Empty())
+        cairo_surface_mark_dirty_rectangle(c->worldSurface, touched.x1, touched.y1,
+                                           touched.x2 - touched.x1, touched.y2 - touched.y1);
+    return true;
+}
+
 void StrokeHairline(CGContextRef c)
 {
     cairo_t* cr = c->cr;
@@ -310,6 +392,8 @@ void StrokeHairline(CGContextRef c)
     Hairline line(cr, limit);
     cairo_new_path(cr);
     if (line.Runs().empty())
+        return;
+    if (c->world && StrokeHairlineDirectly(c, line))
         return;
     auto fill = [&] {
         cairo_save(cr);
@@ -326,6 +410,34 @@ void StrokeHairline(CGContextRef c)
         fill();
 }
 
+// A box of user space holding everything a stroke of the current path can
+// cover, found without stroking it: the path's extents grown by the
+// farthest the pen reaches beyond the path. Across a line that is half the
+// line width, at a square cap's corners sqrt(2) times that, and at a
+// mitred join (where a subpath turns) up to the miter limit times it.
+void StrokeReach(cairo_t* cr, double* x1, double* y1, double* x2, double* y2)
+{
+    cairo_path_extents(cr, x1, y1, x2, y2);
+    bool joins = false;
+    cairo_path_t* path = cairo_copy_path(cr);
+    int pieces = 0; // of the subpath so far
+    for (int i = 0; i < path->num_data && !joins; i += path->data[i].header.length) {
+        if (path->data[i].header.type == CAIRO_PATH_MOVE_TO)
+            pieces = 0;
+        else
+            joins = ++pieces > 1;
+    }
+    cairo_path_destroy(path);
+    double reach = std::sqrt(2.0);
+    if (joins && cairo_get_line_join(cr) == CAIRO_LINE_JOIN_MITER)
+        reach = std::max(reach, cairo_get_miter_limit(cr));
+    reach *= cairo_get_line_width(cr) / 2;
+    *x1 -= reach;
+    *y1 -= reach;
+    *x2 += reach;
+    *y2 += reach;
+}
+
 void StrokeCurrentPath(CGContextRef c)
 {
     cairo_t* cr = c->cr;
@@ -338,7 +450,7 @@ void StrokeCurrentPath(CGContextRef c)
         return;
     }
     double x1, y1, x2, y2;
-    cairo_stroke_extents(cr, &x1, &y1, &x2, &y2);
+    StrokeReach(cr, &x1, &y1, &x2, &y2);
     const PixelBox area = TouchableArea(c, DeviceBoxOf(cr, x1, y1, x2, y2, 1));
     if (area.Empty())
         cairo_new_path(cr);
@@ -410,24 +522,6 @@ bool WholePixels(double v)
     return std::floor(v) == v && std::fabs(v) <= (1 << 24);
 }
 
-// The part of box inside the clip, as boxes, to draw(box) one at a time.
-template <class Draw>
-void ForEachClippedBox(const DeviceClip& clip, const PixelBox& box, Draw draw)
-{
-    if (clip.Which() == DeviceClip::kEverything) {
-        draw(box);
-        return;
-    }
-    int count = 0;
-    const pixman_box32_t* boxes =
-        pixman_region32_rectangles(const_cast<pixman_region32_t*>(clip.Region()), &count);
-    for (int i = 0; i < count; i++) {
-        const PixelBox part = Intersect(box, {boxes[i].x1, boxes[i].y1, boxes[i].x2, boxes[i].y2});
-        if (!part.Empty())
-            draw(part);
-    }
-}
-
 // Draws an image one to one at a whole-pixel place of a context on a world
 // straight from the image's pixels (cg_direct.cpp), leaving the world as
 // cairo would. Returns false, having drawn nothing, when the drawing is not
@@ -436,7 +530,8 @@ void ForEachClippedBox(const DeviceClip& clip, const PixelBox& box, Draw draw)
 bool DrawImageDirectly(CGContextRef c, double x, double y, double w, double h, CGImageRef image)
 {
     const DeviceClip& clip = c->clips.back();
-    if (w != image->width || h != image->height || clip.Which() == DeviceClip::kUnknown)
+    if (!gPlatformDrawing || w != image->width || h != image->height ||
+        clip.Which() == DeviceClip::kUnknown)
         return false;
     cairo_matrix_t m;
     cairo_get_matrix(c->cr, &m);
@@ -567,6 +662,11 @@ CGContextRef OpenWorldContext(GWorldPtr world, bool yUp)
     c->world = world;
     c->worldSurface = surface;
     return c;
+}
+
+void SetPlatformDrawing(bool enabled)
+{
+    gPlatformDrawing = enabled;
 }
 
 extern "C" {

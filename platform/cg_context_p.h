@@ -95,6 +95,12 @@ struct CGContext
 // or null when it cannot be made. The caller destroys it.
 cairo_surface_t* CairoSurfaceOfImage(CGImageRef image);
 
+// Whether drawings the platform can do with exactly cairo's result on a
+// world (images placed one to one, one-pixel lines) are done by the
+// platform, as they are by default, or left to cairo. Turned off only to
+// compare the two.
+void SetPlatformDrawing(bool enabled);
+
 // A context over a world's pixels: y up from the bottom-left corner, or the
 // world's own y-down axes.
 CGContextRef OpenWorldContext(GWorldPtr world, bool yUp);
