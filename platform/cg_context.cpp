@@ -624,6 +624,38 @@ bool StartClips(CGContextRef c)
     return true;
 }
 
+// Puts an ended context on a world back into the state it was opened in,
+// ready to serve the world's next QDBeginCGContext. False when it cannot
+// serve again.
+bool ResetForParking(CGContextRef c)
+{
+    cairo_t* cr = c->cr;
+    if (cairo_status(cr) != CAIRO_STATUS_SUCCESS)
+        return false;
+    for (; c->savedStates > 0; c->savedStates--)
+        cairo_restore(cr);
+    cairo_restore(cr);
+    cairo_save(cr);
+    cairo_new_path(cr);
+    c->clips.clear();
+    if (!StartClips(c))
+        return false;
+    cairo_surface_flush(c->worldSurface);
+    return cairo_status(cr) == CAIRO_STATUS_SUCCESS;
+}
+
+// Whether a parked context still lies over the world's pixels: a host may
+// have pointed the world's pixel map elsewhere in the meantime.
+bool StillOver(CGContextRef c, GWorldPtr world)
+{
+    const PixMap* pm = &world->pixMap;
+    cairo_surface_t* s = c->worldSurface;
+    return cairo_image_surface_get_data(s) == reinterpret_cast<unsigned char*>(pm->baseAddr) &&
+           cairo_image_surface_get_width(s) == pm->bounds.right - pm->bounds.left &&
+           cairo_image_surface_get_height(s) == pm->bounds.bottom - pm->bounds.top &&
+           cairo_image_surface_get_stride(s) == RowBytesOf(pm);
+}
+
 } // namespace
 
 CGContextRef OpenWorldContext(GWorldPtr world, bool yUp)
@@ -656,6 +688,9 @@ CGContextRef OpenWorldContext(GWorldPtr world, bool yUp)
         cairo_matrix_init_identity(&c->base);
     cairo_set_matrix(cr, &c->base);
     SetDefaultState(cr);
+    // The state a new context starts in, to go back to when the context is
+    // parked for the world's next drawing.
+    cairo_save(cr);
     c->cr = cr;
     c->yUp = yUp;
     c->savedStates = 0;
@@ -678,6 +713,16 @@ OSStatus QDBeginCGContext(CGrafPtr port, CGContextRef* context)
     *context = nullptr;
     if (!port || !port->pixMap.baseAddr || port->pixMap.pixelSize != 32)
         return paramErr;
+    // Opening a cairo surface and context costs more than drawing many a
+    // short line, so the world's last context is used again when it can be.
+    CGContextRef parked = port->parkedContext;
+    port->parkedContext = nullptr;
+    if (parked && StillOver(parked, port)) {
+        cairo_surface_mark_dirty(parked->worldSurface); // the pixels may have changed
+        *context = parked;
+        return noErr;
+    }
+    CGContextRelease(parked);
     *context = OpenWorldContext(port, true);
     return *context ? noErr : memFullErr;
 }
@@ -686,8 +731,12 @@ OSStatus QDEndCGContext(CGrafPtr port, CGContextRef* context)
 {
     if (!context || !*context || (*context)->world != port)
         return paramErr;
-    CGContextRelease(*context);
+    CGContextRef c = *context;
     *context = nullptr;
+    if (!port->parkedContext && c->yUp && ResetForParking(c))
+        port->parkedContext = c;
+    else
+        CGContextRelease(c);
     return noErr;
 }
 

@@ -9,12 +9,16 @@
 // mask it with 0x3FFF.
 constexpr int32_t kMaxRowBytes = 0x3FFF;
 
+struct CGContext;
+
 struct OpaqueGrafPtr
 {
     PixMap pixMap;
     PixMapPtr pixMapPtr; // what the world's PixMapHandle points at
     RgnHandle clipRgn;
     uint32_t* ownedPixels; // null when the caller owns the pixel memory
+    // The drawing context last ended on the world, kept for its next one.
+    CGContext* parkedContext = nullptr;
 };
 
 // The port drawing calls act on (never null: a port with no pixels stands in

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <new>
 
+#include "platform/coregraphics.h"
 #include "platform/region_p.h"
 #include "platform/world_p.h"
 #include "sprig/platform.h"
@@ -143,6 +144,7 @@ void DisposeGWorld(GWorldPtr world)
         return;
     if (gState.port == world)
         gState.port = nullptr;
+    CGContextRelease(world->parkedContext);
     DisposeRgn(world->clipRgn);
     std::free(world->ownedPixels);
     delete world;
