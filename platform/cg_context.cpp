@@ -14,6 +14,7 @@
 // the context keeps its clip in device pixels beside cairo's, state by state.
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <new>
 #include <vector>
@@ -48,6 +49,12 @@ int ClampToInt(double v)
     if (v > kLimit)
         return 1 << 30;
     return static_cast<int>(v);
+}
+
+// A number of whole pixels small enough that sums of a few stay exact.
+bool WholePixels(double v)
+{
+    return std::floor(v) == v && std::fabs(v) <= (1 << 24);
 }
 
 // The device pixels under a rectangle of the current user space, grown by
@@ -438,6 +445,89 @@ void StrokeReach(cairo_t* cr, double* x1, double* y1, double* x2, double* y2)
     *y2 += reach;
 }
 
+// c * m / 255 as cairo's span mixing works it out: (t + (t >> 8)) >> 8 with
+// t = c * m + 127, which rounds a half down where MultiplyRounded rounds it
+// up.
+constexpr uint32_t MultiplyForSpans(uint32_t c, uint32_t m)
+{
+    const uint32_t t = c * m + 127;
+    return (t + (t >> 8)) >> 8;
+}
+
+// The bytes of an opaque colour mixed over those of a world pixel by a
+// coverage m, as cairo mixes them: c * m / 255 + d * (255 - m) / 255, each
+// product rounded as MultiplyForSpans rounds it and the sum saturated at
+// 255.
+inline uint32_t MixByCoverage(uint32_t colour, uint32_t world, uint32_t m)
+{
+    uint32_t out = 0;
+    for (int shift = 0; shift < 32; shift += 8) {
+        const uint32_t sum = MultiplyForSpans((colour >> shift) & 0xFF, m) +
+                             MultiplyForSpans((world >> shift) & 0xFF, 255 - m);
+        out |= (sum > 255 ? 255 : sum) << shift;
+    }
+    return out;
+}
+
+// Strokes the current path in an opaque colour into the context's world
+// without handing the world to cairo: cairo works out only the stroke's
+// coverage of the area (StrokeCoverage), and each covered pixel is mixed
+// with the colour by it, with the bits cairo's own stroke leaves. Returns
+// false, having drawn nothing, when the stroke is not of that kind: a
+// colour that is not opaque, another operator, a clip, or a matrix other
+// than whole-pixel moves and flips. The path is left for the caller.
+bool StrokeOpaqueDirectly(CGContextRef c, const PixelBox& area)
+{
+    cairo_t* cr = c->cr;
+    if (!gPlatformDrawing || c->clips.back().Which() != DeviceClip::kEverything ||
+        cairo_get_operator(cr) != CAIRO_OPERATOR_OVER ||
+        cairo_get_antialias(cr) == CAIRO_ANTIALIAS_NONE)
+        return false;
+    double red, green, blue, alpha;
+    if (cairo_pattern_get_rgba(cairo_get_source(cr), &red, &green, &blue, &alpha) !=
+            CAIRO_STATUS_SUCCESS ||
+        alpha != 1.0)
+        return false;
+    cairo_matrix_t m;
+    cairo_get_matrix(cr, &m);
+    if (std::fabs(m.xx) != 1 || std::fabs(m.yy) != 1 || m.xy != 0 || m.yx != 0 ||
+        !WholePixels(m.x0) || !WholePixels(m.y0))
+        return false;
+    if (!c->coverage)
+        c->coverage = new (std::nothrow) StrokeCoverage;
+    int stride = 0;
+    const uint8_t* coverage =
+        c->coverage ? c->coverage->Make(cr, area.x1, area.y1, area.x2, area.y2, &stride) : nullptr;
+    if (!coverage)
+        return false;
+
+    const uint32_t colour = MirrorWord(SolidSourceWord(red, green, blue, 1.0));
+    const PixMap* pm = &c->world->pixMap;
+    const ptrdiff_t rowBytes = RowBytesOf(pm);
+    auto* first = reinterpret_cast<uint8_t*>(pm->baseAddr) + area.y1 * rowBytes + area.x1 * 4;
+    const int width = area.x2 - area.x1;
+    cairo_surface_flush(c->worldSurface);
+    for (int v = 0; v < area.y2 - area.y1; v++, coverage += stride) {
+        auto* row = reinterpret_cast<uint32_t*>(first + v * rowBytes);
+        for (int h = 0; h < width; h++) {
+            // Most of the area is not covered at all: eight shares of 0
+            // are passed over at once.
+            uint64_t eight;
+            while (h + 8 <= width && (std::memcpy(&eight, coverage + h, 8), eight == 0))
+                h += 8;
+            if (h == width)
+                break;
+            const uint32_t share = coverage[h];
+            if (share == 255)
+                row[h] = colour;
+            else if (share != 0)
+                row[h] = MixByCoverage(colour, row[h], share);
+        }
+    }
+    cairo_surface_mark_dirty_rectangle(c->worldSurface, area.x1, area.y1, width, area.y2 - area.y1);
+    return true;
+}
+
 void StrokeCurrentPath(CGContextRef c)
 {
     cairo_t* cr = c->cr;
@@ -452,7 +542,7 @@ void StrokeCurrentPath(CGContextRef c)
     double x1, y1, x2, y2;
     StrokeReach(cr, &x1, &y1, &x2, &y2);
     const PixelBox area = TouchableArea(c, DeviceBoxOf(cr, x1, y1, x2, y2, 1));
-    if (area.Empty())
+    if (area.Empty() || StrokeOpaqueDirectly(c, area))
         cairo_new_path(cr);
     else
         DrawIntoWorld(c, area, [cr] { cairo_stroke(cr); });
@@ -514,12 +604,6 @@ void SetDefaultState(cairo_t* cr)
     cairo_set_antialias(cr, CAIRO_ANTIALIAS_DEFAULT);
     cairo_set_operator(cr, CAIRO_OPERATOR_OVER);
     cairo_new_path(cr);
-}
-
-// A number of whole pixels small enough that sums of a few stay exact.
-bool WholePixels(double v)
-{
-    return std::floor(v) == v && std::fabs(v) <= (1 << 24);
 }
 
 // Draws an image one to one at a whole-pixel place of a context on a world
@@ -770,6 +854,7 @@ void CGContextRelease(CGContextRef c)
 {
     if (!c)
         return;
+    delete c->coverage;
     if (c->world) {
         cairo_destroy(c->cr);
         cairo_surface_finish(c->worldSurface);

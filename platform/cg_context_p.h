@@ -8,6 +8,7 @@
 
 #include <vector>
 
+#include "platform/cg_coverage_p.h"
 #include "platform/coregraphics.h"
 
 struct CGDataProvider
@@ -89,6 +90,8 @@ struct CGContext
     cairo_surface_t* worldSurface;
     // The clip of each saved state and, last, the current one.
     std::vector<DeviceClip> clips;
+    // Scratch for strokes drawn around cairo; made when first needed.
+    StrokeCoverage* coverage = nullptr;
 };
 
 // A new cairo image in cairo's premultiplied form holding the image's pixels,

@@ -108,44 +108,114 @@ TEST(WorldContext, AContextFollowsTheWorldsPixelMapWhenAHostMovesIt)
     DisposeGWorld(world); // with its parked context
 }
 
-// A wide stroke through a context and through cairo on the same pixels
-// (read as cairo's words): polylines with sharp turns, whose mitred joins
-// reach far beyond the line, and short pieces with every cap.
-TEST(WorldContext, WideStrokesWithSharpJoinsMatchCairo)
+// A stroke as the tests draw it, through a context and straight with cairo.
+struct Stroke
+{
+    bool antialias = true;
+    double width = 1;
+    int cap = 0; // butt, round, square
+    double red = 0, alpha = 1;
+    bool dashed = false;
+    std::vector<double> points; // x, y, x, y, ...
+};
+
+// Polylines with sharp turns, whose mitred joins reach far beyond the line,
+// or single short pieces as a pen draws them; opaque or not.
+Stroke RandomStroke(std::mt19937& rng)
+{
+    Stroke s;
+    s.antialias = rng() % 2 == 0;
+    s.width = 1 + (rng() % 60) / 10.0;
+    s.cap = static_cast<int>(rng() % 3);
+    s.red = (rng() % 256) / 255.0;
+    s.alpha = rng() % 2 ? 1.0 : (rng() % 256) / 255.0;
+    s.dashed = rng() % 5 == 0;
+    const bool zigzag = rng() % 2 == 0;
+    const int corners = zigzag ? 1 + static_cast<int>(rng() % 4) : 1;
+    double x = static_cast<double>(rng() % 50) - 5 + (rng() % 4) / 4.0;
+    double y = static_cast<double>(rng() % 50) - 5 + (rng() % 4) / 4.0;
+    for (int i = 0; i <= corners; i++) {
+        s.points.push_back(x);
+        s.points.push_back(y);
+        x += zigzag ? static_cast<double>(rng() % 7) - 3 : (rng() % 41) / 4.0 - 5;
+        y += zigzag ? (i % 2 ? 10.0 : -10.0) : (rng() % 41) / 4.0 - 5;
+    }
+    return s;
+}
+
+const CGFloat kDash[2] = {3, 2};
+
+void StrokeThroughContext(CGContextRef ctx, const Stroke& s)
+{
+    CGContextSetShouldAntialias(ctx, s.antialias);
+    CGContextSetRGBStrokeColor(ctx, s.red, 64 / 255.0, 1, s.alpha);
+    CGContextSetLineWidth(ctx, s.width);
+    CGContextSetLineCap(ctx, static_cast<CGLineCap>(s.cap));
+    CGContextSetLineDash(ctx, 1, s.dashed ? kDash : nullptr, s.dashed ? 2 : 0);
+    CGContextMoveToPoint(ctx, s.points[0], s.points[1]);
+    for (size_t i = 2; i < s.points.size(); i += 2)
+        CGContextAddLineToPoint(ctx, s.points[i], s.points[i + 1]);
+    CGContextStrokePath(ctx);
+}
+
+void StrokeThroughCairo(cairo_t* cr, const Stroke& s)
+{
+    const cairo_line_cap_t caps[3] = {CAIRO_LINE_CAP_BUTT, CAIRO_LINE_CAP_ROUND,
+                                      CAIRO_LINE_CAP_SQUARE};
+    cairo_set_antialias(cr, s.antialias ? CAIRO_ANTIALIAS_DEFAULT : CAIRO_ANTIALIAS_NONE);
+    cairo_set_source_rgba(cr, s.red, 64 / 255.0, 1, s.alpha);
+    cairo_set_line_width(cr, s.width);
+    cairo_set_line_cap(cr, caps[s.cap]);
+    cairo_set_dash(cr, s.dashed ? kDash : nullptr, s.dashed ? 2 : 0, 1);
+    cairo_move_to(cr, s.points[0], s.points[1]);
+    for (size_t i = 2; i < s.points.size(); i += 2)
+        cairo_line_to(cr, s.points[i], s.points[i + 1]);
+    cairo_stroke(cr);
+}
+
+// Strokes through a context on a world and through cairo on the same
+// pixels (read as cairo's words), one to three in a row: the same stroke
+// again, or one that differs from it in a single respect.
+TEST(WorldContext, StrokesMatchCairoRepeatedOrChanged)
 {
     std::mt19937 rng(77);
-    for (int trial = 0; trial < 300; trial++) {
+    int opaque = 0, repeated = 0;
+    for (int trial = 0; trial < 600; trial++) {
         const int width = 40, height = 40;
         World world = MakeWorld(width, height);
         FillNumbered(world.get(), static_cast<uint32_t>(trial));
         World expected = MakeWorld(width, height);
         FillNumbered(expected.get(), static_cast<uint32_t>(trial));
 
-        const bool antialias = rng() % 2 == 0;
-        const double lineWidth = 1 + (rng() % 60) / 10.0;
-        const CGLineCap cap = static_cast<CGLineCap>(rng() % 3);
-        const double red = (rng() % 256) / 255.0, alpha = (rng() % 256) / 255.0;
-        std::vector<double> points;
-        // A zig-zag whose turns are sharp: up to 6 units wide, 10 tall.
-        const int corners = 1 + static_cast<int>(rng() % 4);
-        double x = 10 + rng() % 20, y = 10 + rng() % 20;
-        for (int i = 0; i <= corners; i++) {
-            points.push_back(x);
-            points.push_back(y);
-            x += static_cast<double>(rng() % 7) - 3;
-            y += i % 2 ? 10.0 : -10.0;
+        std::vector<Stroke> strokes = {RandomStroke(rng)};
+        for (int n = static_cast<int>(rng() % 3); n > 0; n--) {
+            Stroke next = strokes.back();
+            switch (rng() % 6) {
+            case 0:
+                next.antialias = !next.antialias;
+                break;
+            case 1:
+                next.width += 0.5;
+                break;
+            case 2:
+                next.cap = (next.cap + 1) % 3;
+                break;
+            case 3:
+                next.points.back() += 1;
+                break;
+            default:
+                repeated++;
+                break;
+            }
+            strokes.push_back(next);
         }
 
         CGContextRef ctx = nullptr;
         ASSERT_EQ(QDBeginCGContext(world.get(), &ctx), noErr);
-        CGContextSetShouldAntialias(ctx, antialias);
-        CGContextSetRGBStrokeColor(ctx, red, 64 / 255.0, 1, alpha);
-        CGContextSetLineWidth(ctx, lineWidth);
-        CGContextSetLineCap(ctx, cap);
-        CGContextMoveToPoint(ctx, points[0], points[1]);
-        for (size_t i = 2; i < points.size(); i += 2)
-            CGContextAddLineToPoint(ctx, points[i], points[i + 1]);
-        CGContextStrokePath(ctx);
+        for (const Stroke& s : strokes) {
+            StrokeThroughContext(ctx, s);
+            opaque += s.alpha == 1.0;
+        }
         QDEndCGContext(world.get(), &ctx);
 
         PixMapHandle pm = GetGWorldPixMap(expected.get());
@@ -157,23 +227,20 @@ TEST(WorldContext, WideStrokesWithSharpJoinsMatchCairo)
         cairo_t* cr = cairo_create(surface);
         cairo_translate(cr, 0, height);
         cairo_scale(cr, 1, -1);
-        cairo_set_antialias(cr, antialias ? CAIRO_ANTIALIAS_DEFAULT : CAIRO_ANTIALIAS_NONE);
-        cairo_set_source_rgba(cr, red, 64 / 255.0, 1, alpha);
-        cairo_set_line_width(cr, lineWidth);
-        const cairo_line_cap_t caps[3] = {CAIRO_LINE_CAP_BUTT, CAIRO_LINE_CAP_ROUND,
-                                          CAIRO_LINE_CAP_SQUARE};
-        cairo_set_line_cap(cr, caps[cap]);
-        cairo_move_to(cr, points[0], points[1]);
-        for (size_t i = 2; i < points.size(); i += 2)
-            cairo_line_to(cr, points[i], points[i + 1]);
-        cairo_stroke(cr);
+        for (const Stroke& s : strokes)
+            StrokeThroughCairo(cr, s);
         cairo_destroy(cr);
         cairo_surface_finish(surface);
         cairo_surface_destroy(surface);
         MirrorRows(base, rowBytes, width, height);
 
-        ASSERT_EQ(Words(world.get()), Words(expected.get())) << "trial " << trial;
+        for (int v = 0; v < height; v++)
+            for (int h = 0; h < width; h++)
+                ASSERT_EQ(Pixel(world.get(), h, v), Pixel(expected.get(), h, v))
+                    << "trial " << trial << " at " << h << "," << v;
     }
+    EXPECT_GT(opaque, 400);
+    EXPECT_GT(repeated, 150);
 }
 
 } // namespace
