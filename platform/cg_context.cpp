@@ -469,11 +469,12 @@ inline uint32_t MixByCoverage(uint32_t colour, uint32_t world, uint32_t m)
     return out;
 }
 
-// Strokes the current path in an opaque colour into the context's world
-// without handing the world to cairo: cairo works out only the stroke's
-// coverage of the area (StrokeCoverage), and each covered pixel is mixed
-// with the colour by it, with the bits cairo's own stroke leaves. Returns
-// false, having drawn nothing, when the stroke is not of that kind: a
+// Strokes the current path, antialiased, in an opaque colour into the
+// context's world without handing the world to cairo: cairo works out only
+// the stroke's coverage of the area (StrokeCoverage), and each covered
+// pixel is mixed with the colour by it, with the bits cairo's own stroke
+// leaves. Returns false, having drawn nothing, when the stroke is not of
+// that kind: not antialiased (cairo's own path for those is the faster), a
 // colour that is not opaque, another operator, a clip, or a matrix other
 // than whole-pixel moves and flips. The path is left for the caller.
 bool StrokeOpaqueDirectly(CGContextRef c, const PixelBox& area)
