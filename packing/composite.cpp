@@ -70,15 +70,25 @@ inline __m128i UnswapGroup(__m128i x)
 // n stored pixels (bytes reversed) as pixel words.
 inline void UnswapPixels(const uint32_t* stored, uint32_t* out, uint32_t n)
 {
-    uint32_t i = 0;
 #if defined(__SSE2__)
-    for (; i + 4 <= n; i += 4)
+    if (n < 4) {
+        for (uint32_t i = 0; i < n; i++)
+            out[i] = SwapPixel(stored[i]);
+        return;
+    }
+    // Four at a time, the last four overlapping those before when n is not
+    // a multiple of four.
+    for (uint32_t i = 0; i + 4 < n; i += 4)
         _mm_storeu_si128(
             reinterpret_cast<__m128i*>(out + i),
             UnswapGroup(_mm_loadu_si128(reinterpret_cast<const __m128i*>(stored + i))));
-#endif
-    for (; i < n; i++)
+    _mm_storeu_si128(
+        reinterpret_cast<__m128i*>(out + n - 4),
+        UnswapGroup(_mm_loadu_si128(reinterpret_cast<const __m128i*>(stored + n - 4))));
+#else
+    for (uint32_t i = 0; i < n; i++)
         out[i] = SwapPixel(stored[i]);
+#endif
 }
 
 // Pixels of short stretches, kept with the place each goes to and blended a
@@ -121,18 +131,21 @@ class DeferredBlends
 // a call of the row blend of their own.
 constexpr uint32_t kDeferBelow = 4;
 // Opaque runs at least this long are filled without blending (at least
-// four, for Fill).
+// eight, for Fill).
 constexpr uint32_t kDirectFill = 8;
 
-// n >= 4 pixels of d set to word.
+// n >= 8 pixels of d set to word.
 inline void Fill(uint32_t* d, uint32_t n, uint32_t word)
 {
 #if defined(__SSE2__)
-    // Four at a time, the last four overlapping those before when n is not
-    // a multiple of four.
+    // Eight at a time, the last eight overlapping those before when n is not
+    // a multiple of eight.
     const __m128i four = _mm_set1_epi32(static_cast<int>(word));
-    for (uint32_t i = 0; i + 4 < n; i += 4)
+    for (uint32_t i = 0; i + 8 < n; i += 8) {
         _mm_storeu_si128(reinterpret_cast<__m128i*>(d + i), four);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(d + i + 4), four);
+    }
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(d + n - 8), four);
     _mm_storeu_si128(reinterpret_cast<__m128i*>(d + n - 4), four);
 #else
     for (uint32_t i = 0; i < n; i++)
@@ -155,7 +168,21 @@ inline void CompositeRun(uint32_t* d, uint32_t n, uint32_t paint, DeferredBlends
             later.Add(paint, d + i);
         return;
     }
-    CompositeThrough(d, n, [paint](uint32_t) { return paint; });
+    constexpr uint32_t kChunk = 64;
+    uint32_t buffer[kChunk];
+    const uint32_t first = n < kChunk ? n : kChunk;
+#if defined(__SSE2__)
+    const __m128i four = _mm_set1_epi32(static_cast<int>(paint));
+    for (uint32_t i = 0; i < first; i += 4)
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(buffer + i), four);
+#else
+    for (uint32_t i = 0; i < first; i++)
+        buffer[i] = paint;
+#endif
+    for (uint32_t done = 0; done < n; done += kChunk) {
+        const uint32_t m = n - done < kChunk ? n - done : kChunk;
+        MixColorsRow(buffer, d + done, static_cast<int32_t>(m));
+    }
 }
 
 // n stored pixels over d, tinted or not.
