@@ -16,6 +16,7 @@
 // the view, only the boxes of the sprites drawn are handed on (disjoint, so
 // that no pixel is composited twice): the view receives exactly what handing
 // on the whole surface gives, at the cost of the sprites' area alone.
+#include <cstring>
 #include <vector>
 
 #include "engine/engine_p.h"
@@ -24,7 +25,20 @@
 
 namespace {
 
-constexpr uint32_t kTransparent = 0x00000000;
+// Every pixel of the surface, row padding included, made transparent (the
+// word 0), as FillOffscreen(surface, 0) does; memset clears the several
+// hundred kilobytes of a stage a few times faster than a loop of words.
+void ClearSurface(GWorldPtr surface)
+{
+    Rect bounds;
+    GetPortBounds(surface, &bounds);
+    StLock lock(surface);
+    PixMapHandle pm = GetGWorldPixMap(surface);
+    void* base = GetPixBaseAddr(pm);
+    if (base && bounds.bottom > 0)
+        std::memset(base, 0,
+                    static_cast<size_t>(bounds.bottom) * static_cast<size_t>(GetPixRowBytes(pm)));
+}
 
 // A region made by this unit, released at the end of the scope.
 class OwnedRegion
@@ -133,7 +147,7 @@ void CSpriteList::UpdateControl(CGContextRef context, HIViewRef view, EventRef e
 {
     Rect bounds;
     GetPortBounds(mSpriteWorld, &bounds);
-    FillOffscreen(mSpriteWorld, kTransparent);
+    ClearSurface(mSpriteWorld);
     Rect scaled = bounds;
     FactorRect(scaled);
 
@@ -185,7 +199,7 @@ void CSpriteList::UpdateContext(CGContextRef context, int32_t x, int32_t y, int3
 {
     Rect bounds;
     GetPortBounds(mSpriteWorld, &bounds);
-    FillOffscreen(mSpriteWorld, kTransparent);
+    ClearSurface(mSpriteWorld);
     // The whole surface is drawn, scaled into width x height at (x, y): every
     // sprite on it shows, wherever the host places it.
     Rect clip = bounds;
