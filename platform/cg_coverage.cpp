@@ -15,6 +15,8 @@
 
 namespace {
 
+constexpr int64_t kMaxScratchBytes = int64_t{1} << 22;
+
 bool SameMatrix(const cairo_matrix_t& a, const cairo_matrix_t& b)
 {
     return a.xx == b.xx && a.yx == b.yx && a.xy == b.xy && a.yy == b.yy && a.x0 == b.x0 &&
@@ -57,6 +59,10 @@ bool StrokeCoverage::Reserve(int width, int height)
         width = std::max(width, cairo_image_surface_get_width(mSurface));
         height = std::max(height, cairo_image_surface_get_height(mSurface));
     }
+    // Strokes far into a huge world are left to cairo rather than kept
+    // with a scratch as large as the world.
+    if (int64_t{width} * height > kMaxScratchBytes)
+        return false;
     cairo_destroy(mCr);
     cairo_surface_destroy(mSurface);
     mCr = nullptr;

@@ -243,4 +243,50 @@ TEST(WorldContext, StrokesMatchCairoRepeatedOrChanged)
     EXPECT_GT(repeated, 150);
 }
 
+// A stroke far from the origin of a large world, where the coverage scratch
+// would be as large as the world, is still drawn and still exact; then one
+// near the origin of the same world.
+TEST(WorldContext, StrokesFarIntoALargeWorldMatchCairo)
+{
+    const int width = 4000, height = 1200;
+    World world = MakeWorld(width, height);
+    World expected = MakeWorld(width, height);
+    Stroke far;
+    far.width = 3;
+    far.cap = 1;
+    far.red = 200 / 255.0;
+    far.points = {3990.25, 10.5, 3975.0, 3.75};
+    Stroke near = far;
+    near.points = {3.25, 1190.5, 12.0, 1185.75};
+
+    CGContextRef ctx = nullptr;
+    ASSERT_EQ(QDBeginCGContext(world.get(), &ctx), noErr);
+    StrokeThroughContext(ctx, far);
+    StrokeThroughContext(ctx, near);
+    QDEndCGContext(world.get(), &ctx);
+
+    PixMapHandle pm = GetGWorldPixMap(expected.get());
+    auto* base = reinterpret_cast<uint8_t*>(GetPixBaseAddr(pm));
+    const int rowBytes = GetPixRowBytes(pm);
+    cairo_surface_t* surface =
+        cairo_image_surface_create_for_data(base, CAIRO_FORMAT_ARGB32, width, height, rowBytes);
+    cairo_t* cr = cairo_create(surface);
+    cairo_translate(cr, 0, height);
+    cairo_scale(cr, 1, -1);
+    StrokeThroughCairo(cr, far);
+    StrokeThroughCairo(cr, near);
+    cairo_destroy(cr);
+    cairo_surface_finish(surface);
+    cairo_surface_destroy(surface);
+    MirrorRows(base, rowBytes, width, height);
+
+    int drawn = 0;
+    for (int v = 0; v < height; v++)
+        for (int h = 0; h < width; h++) {
+            ASSERT_EQ(Pixel(world.get(), h, v), Pixel(expected.get(), h, v)) << h << "," << v;
+            drawn += Pixel(world.get(), h, v) != 0;
+        }
+    EXPECT_GT(drawn, 60);
+}
+
 } // namespace
