@@ -8,20 +8,22 @@
 // transparent pixels is skipped, four opaque ones are copied (premultiplying
 // an opaque pixel changes nothing, and OVER by an opaque pixel is the pixel),
 // and any other group is worked in 16-bit lanes, two pixels a register
-// (sixteen transparent or sixteen opaque pixels are found with one test):
+// (sixteen transparent or sixteen opaque pixels are found with one test);
+// where the processor has AVX2 (picked once), eight pixels a group:
 //
 //     pixel   [BBBBBBBB][GGGGGGGG][RRRRRRRR][AAAAAAAA]
-//     lanes   [   B    ][   G    ][   R    ][   A    ]   x 2 per register
+//     lanes   [   B    ][   G    ][   R    ][   A    ]   x 2 per 128 bits
 //
 // premultiplied = MUL(pixel, [a, a, a, 255]) and
 // result = premultiplied + MUL(world, 255 - a), saturated, where
 // MUL(x, y) = (t + (t >> 8)) >> 8 with t = x * y + 128 (pixman's MUL_UN8).
 #include <cstring>
 
+#include "platform/cg_direct_p.h"
 #include "platform/cg_pixels_p.h"
 
 #if defined(__SSE2__)
-#include <emmintrin.h>
+#include <immintrin.h>
 #endif
 
 namespace {
@@ -116,15 +118,124 @@ void CompositeStraightFirstRow(const uint8_t* src, uint32_t* dst, int width)
     CompositeImageRowScalar(src, dst + h, width - h, kCGImageAlphaFirst);
 }
 
+// The same with AVX2: sixteen pixels in two registers, other groups eight
+// pixels at a time, in the same 16-bit lanes (unpacking and packing keep to
+// each 128-bit half, so every pixel is worked out exactly as above).
+#define SPRIG_AVX2 inline __attribute__((target("avx2"), always_inline))
+
+SPRIG_AVX2 __m256i MultiplyLanes8(__m256i x, __m256i y)
+{
+    const __m256i t = _mm256_add_epi16(_mm256_mullo_epi16(x, y), _mm256_set1_epi16(0x80));
+    return _mm256_srli_epi16(_mm256_add_epi16(t, _mm256_srli_epi16(t, 8)), 8);
+}
+
+SPRIG_AVX2 void OverLanes8(__m256i s16, __m256i d16, __m256i* premultiplied, __m256i* shown)
+{
+    const __m256i alphaLanes = _mm256_set_epi16(0, 0, 0, -1, 0, 0, 0, -1, 0, 0, 0, -1, 0, 0, 0, -1);
+    const __m256i ff = _mm256_set1_epi16(255);
+    __m256i a = _mm256_shufflelo_epi16(s16, _MM_SHUFFLE(0, 0, 0, 0));
+    a = _mm256_shufflehi_epi16(a, _MM_SHUFFLE(0, 0, 0, 0));
+    const __m256i factor =
+        _mm256_or_si256(_mm256_andnot_si256(alphaLanes, a), _mm256_and_si256(alphaLanes, ff));
+    *premultiplied = MultiplyLanes8(s16, factor);
+    *shown = MultiplyLanes8(d16, _mm256_sub_epi16(ff, a));
+}
+
+// The alpha bytes of x that equal those of y, as bits 0, 4, 8, ... 28.
+SPRIG_AVX2 uint32_t SameAlphas8(__m256i x, __m256i y)
+{
+    return static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(x, y))) & 0x11111111u;
+}
+
+SPRIG_AVX2 void CompositeGroup8(__m256i s, uint32_t* dst)
+{
+    const __m256i zero = _mm256_setzero_si256();
+    if (SameAlphas8(s, zero) == 0x11111111u)
+        return;
+    auto* out = reinterpret_cast<__m256i*>(dst);
+    if (SameAlphas8(s, _mm256_set1_epi32(-1)) == 0x11111111u) {
+        _mm256_storeu_si256(out, s);
+        return;
+    }
+    const __m256i d = _mm256_loadu_si256(out);
+    __m256i pLo, sLo, pHi, sHi;
+    OverLanes8(_mm256_unpacklo_epi8(s, zero), _mm256_unpacklo_epi8(d, zero), &pLo, &sLo);
+    OverLanes8(_mm256_unpackhi_epi8(s, zero), _mm256_unpackhi_epi8(d, zero), &pHi, &sHi);
+    _mm256_storeu_si256(
+        out, _mm256_adds_epu8(_mm256_packus_epi16(pLo, pHi), _mm256_packus_epi16(sLo, sHi)));
+}
+
+__attribute__((target("avx2"))) void CompositeStraightFirstRowAvx2(const uint8_t* src,
+                                                                   uint32_t* dst, int width)
+{
+    const __m256i zero = _mm256_setzero_si256();
+    const __m256i ones = _mm256_set1_epi32(-1);
+    int h = 0;
+    for (; h + 16 <= width; h += 16, src += 64) {
+        const __m256i s0 = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src));
+        const __m256i s1 = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src + 32));
+        if (SameAlphas8(_mm256_or_si256(s0, s1), zero) == 0x11111111u)
+            continue;
+        if (SameAlphas8(_mm256_and_si256(s0, s1), ones) == 0x11111111u) {
+            _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst + h), s0);
+            _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst + h + 8), s1);
+            continue;
+        }
+        CompositeGroup8(s0, dst + h);
+        CompositeGroup8(s1, dst + h + 8);
+    }
+    if (h + 8 <= width) {
+        CompositeGroup8(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(src)), dst + h);
+        h += 8;
+        src += 32;
+    }
+    if (h + 4 <= width) {
+        CompositeGroup(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src)), dst + h);
+        h += 4;
+        src += 16;
+    }
+    // Clean upper halves before any further code: SSE instructions without
+    // the VEX prefix run far slower after 256-bit ones until they are
+    // cleared, and the compiler does not always clear them before a call.
+    _mm256_zeroupper();
+    CompositeImageRowScalar(src, dst + h, width - h, kCGImageAlphaFirst);
+}
+
+#undef SPRIG_AVX2
+
+bool HasAvx2()
+{
+    __builtin_cpu_init();
+    return __builtin_cpu_supports("avx2");
+}
+
 #endif
 
+void CompositeStraightFirstRowPlain(const uint8_t* src, uint32_t* dst, int width)
+{
+    CompositeImageRowScalar(src, dst, width, kCGImageAlphaFirst);
+}
+
 } // namespace
+
+std::vector<StraightFirstRowVariant> StraightFirstRowVariants()
+{
+    std::vector<StraightFirstRowVariant> variants = {{"plain", CompositeStraightFirstRowPlain}};
+#if defined(__SSE2__)
+    variants.push_back({"sse2", CompositeStraightFirstRow});
+    if (HasAvx2())
+        variants.push_back({"avx2", CompositeStraightFirstRowAvx2});
+#endif
+    return variants;
+}
 
 void CompositeImageRow(const uint8_t* src, uint32_t* dst, int width, uint32_t alphaInfo)
 {
 #if defined(__SSE2__)
     if (alphaInfo == kCGImageAlphaFirst) {
-        CompositeStraightFirstRow(src, dst, width);
+        static const StraightFirstRow row =
+            HasAvx2() ? CompositeStraightFirstRowAvx2 : CompositeStraightFirstRow;
+        row(src, dst, width);
         return;
     }
 #endif
