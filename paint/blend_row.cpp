@@ -266,8 +266,21 @@ SPRIG_AVX2 __m256i Load8(const uint32_t* p)
 __attribute__((target("avx2"))) void MixColorsRowAvx2(const uint32_t* src, uint32_t* dst,
                                                       int32_t count)
 {
+    if (count < 4) {
+        if (count > 0)
+            MixShortRow(src, dst, count);
+        return;
+    }
     if (count < 8) {
-        MixColorsRowSse2(src, dst, count);
+        // The first four and the last four, overlapping, as one group.
+        const int last = count - 4;
+        const __m256i s = _mm256_set_m128i(Load4(src + last), Load4(src));
+        const __m256i d = _mm256_set_m128i(Load4(dst + last), Load4(dst));
+        __m256i mixed;
+        if (MixGroup8(s, d, &mixed)) {
+            Store4(dst + last, _mm256_extracti128_si256(mixed, 1));
+            Store4(dst, _mm256_castsi256_si128(mixed));
+        }
         return;
     }
     const int last = count - 8;
