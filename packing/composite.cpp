@@ -102,12 +102,28 @@ class DeferredBlends
     DeferredBlends& operator=(const DeferredBlends&) = delete;
     ~DeferredBlends() { Flush(); }
 
-    void Add(uint32_t paint, uint32_t* where)
+    // Up to three pixels, paint(i) over d[i] for i < n. Three entries are
+    // written whatever n is, those past n repeating the last pixel, so that
+    // no branch depends on n; only n of them are kept.
+    template <typename PaintOf>
+    void Add(uint32_t* d, uint32_t n, PaintOf paintOf)
     {
-        mPaint[mCount] = paint;
-        mUnder[mCount] = *where;
-        mWhere[mCount] = where;
-        if (++mCount == kSize)
+        if (n == 0)
+            return;
+        const uint32_t last = n - 1;
+        const uint32_t second = last < 1 ? last : 1;
+        uint32_t** entry = mWhere + mCount;
+        mPaint[mCount] = paintOf(0);
+        mPaint[mCount + 1] = paintOf(second);
+        mPaint[mCount + 2] = paintOf(last);
+        mUnder[mCount] = d[0];
+        mUnder[mCount + 1] = d[second];
+        mUnder[mCount + 2] = d[last];
+        entry[0] = d;
+        entry[1] = d + second;
+        entry[2] = d + last;
+        mCount += n;
+        if (mCount >= kSize)
             Flush();
     }
 
@@ -122,14 +138,16 @@ class DeferredBlends
   private:
     static constexpr uint32_t kSize = 64;
     uint32_t mCount = 0;
-    uint32_t mPaint[kSize];
-    uint32_t mUnder[kSize];
-    uint32_t* mWhere[kSize];
+    // Room for the two entries past n that Add writes.
+    uint32_t mPaint[kSize + 2];
+    uint32_t mUnder[kSize + 2];
+    uint32_t* mWhere[kSize + 2];
 };
 
 // Stretches this short are put off into the batch rather than blended with
 // a call of the row blend of their own.
 constexpr uint32_t kDeferBelow = 4;
+static_assert(kDeferBelow <= 4, "DeferredBlends::Add takes up to three pixels");
 // Opaque runs at least this long are filled without blending (at least
 // eight, for Fill).
 constexpr uint32_t kDirectFill = 8;
@@ -164,8 +182,7 @@ inline void CompositeRun(uint32_t* d, uint32_t n, uint32_t paint, DeferredBlends
         return;
     }
     if (n < kDeferBelow) {
-        for (uint32_t i = 0; i < n; i++)
-            later.Add(paint, d + i);
+        later.Add(d, n, [paint](uint32_t) { return paint; });
         return;
     }
     constexpr uint32_t kChunk = 64;
@@ -191,10 +208,10 @@ inline void CompositeStored(uint32_t* d, const uint32_t* stored, uint32_t n, con
                             DeferredBlends& later)
 {
     if (n < kDeferBelow) {
-        for (uint32_t i = 0; i < n; i++) {
+        later.Add(d, n, [stored, &paint](uint32_t i) {
             const uint32_t word = SwapPixel(stored[i]);
-            later.Add(kTinted ? paint(word) : word, d + i);
-        }
+            return kTinted ? paint(word) : word;
+        });
         return;
     }
     constexpr uint32_t kChunk = 64;
