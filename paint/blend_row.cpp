@@ -24,8 +24,10 @@
 // Every lane of a group is blended on its own, whatever the group's case,
 // so a row's last group may overlap the one before it: it is worked out
 // from the destinations as they were and stored after the others, giving
-// the overlapped pixels the words they already got. Rows shorter than a
-// group go as one group filled up with copies of their last pixel.
+// the overlapped pixels the words they already got. With AVX2 a row of
+// four to seven pixels goes as one group of its first four and last four;
+// a row of one to three as a group of four filled up with copies of its
+// last pixel.
 #include "paint/blend_row_p.h"
 #include "sprig/blend.h"
 
