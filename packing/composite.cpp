@@ -3,9 +3,10 @@
 // The result is exactly that of expanding the picture and compositing the
 // expanded pixels with MyMixColors, but only the rows and columns drawn are
 // visited, and a run is handled once: a transparent run is skipped, a long
-// opaque run is filled, and everything else goes through the row blend:
-// longer stretches where they lie, the pixels of short ones gathered from
-// all over the picture a batch at a time.
+// opaque run is filled, a few stored pixels over transparent ones are
+// copied as the blend would give them, and everything else goes through the
+// row blend: longer stretches where they lie, the pixels of short ones
+// gathered from all over the picture a batch at a time.
 // Pictures of the older encoding are expanded one row at a time instead.
 #include <memory>
 
@@ -214,6 +215,31 @@ inline void CompositeStored(uint32_t* d, const uint32_t* stored, uint32_t n, con
         });
         return;
     }
+#if defined(__SSE2__)
+    if (!kTinted && n <= 8) {
+        // Four to eight pixels as their first four and last four. Over
+        // transparent pixels the blend gives each paint pixel itself, or
+        // the pixel under it where the paint is transparent.
+        const __m128i d0 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(d));
+        const __m128i d1 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(d + n - 4));
+        const __m128i alphas = _mm_set1_epi32(0xFF);
+        const __m128i zero = _mm_setzero_si128();
+        if (_mm_movemask_epi8(_mm_cmpeq_epi32(_mm_and_si128(_mm_or_si128(d0, d1), alphas), zero)) ==
+            0xFFFF) {
+            const __m128i s0 =
+                UnswapGroup(_mm_loadu_si128(reinterpret_cast<const __m128i*>(stored)));
+            const __m128i s1 =
+                UnswapGroup(_mm_loadu_si128(reinterpret_cast<const __m128i*>(stored + n - 4)));
+            const __m128i clear0 = _mm_cmpeq_epi32(_mm_and_si128(s0, alphas), zero);
+            const __m128i clear1 = _mm_cmpeq_epi32(_mm_and_si128(s1, alphas), zero);
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(d + n - 4),
+                             _mm_or_si128(_mm_and_si128(clear1, d1), _mm_andnot_si128(clear1, s1)));
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(d),
+                             _mm_or_si128(_mm_and_si128(clear0, d0), _mm_andnot_si128(clear0, s0)));
+            return;
+        }
+    }
+#endif
     constexpr uint32_t kChunk = 64;
     uint32_t buffer[kChunk];
     for (uint32_t done = 0; done < n; done += kChunk) {
