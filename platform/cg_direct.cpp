@@ -16,7 +16,8 @@
 //
 // premultiplied = MUL(pixel, [a, a, a, 255]) and
 // result = premultiplied + MUL(world, 255 - a), saturated, where
-// MUL(x, y) = (t + (t >> 8)) >> 8 with t = x * y + 128 (pixman's MUL_UN8).
+// MUL(x, y) = (t + (t >> 8)) >> 8 with t = x * y + 128 (pixman's MUL_UN8),
+// worked in the lanes as the high half of t * 257.
 #include <cstring>
 
 #include "platform/cg_direct_p.h"
@@ -43,11 +44,13 @@ void CompositeImageRowScalar(const uint8_t* src, uint32_t* dst, int width, uint3
 
 #if defined(__SSE2__)
 
-// MUL_UN8 in each 16-bit lane of x and y (both at most 255).
+// MUL_UN8 in each 16-bit lane of x and y (both at most 255), with a high
+// multiply: (t + (t >> 8)) >> 8 = (t * 257) >> 16 for every 16-bit t (with
+// t = 256h + l, both sides are h plus one exactly when h + l reaches 256).
 inline __m128i MultiplyLanes(__m128i x, __m128i y)
 {
     const __m128i t = _mm_add_epi16(_mm_mullo_epi16(x, y), _mm_set1_epi16(0x80));
-    return _mm_srli_epi16(_mm_add_epi16(t, _mm_srli_epi16(t, 8)), 8);
+    return _mm_mulhi_epu16(t, _mm_set1_epi16(257));
 }
 
 // Two straight pixels widened to 16-bit lanes: their premultiplied form and
@@ -126,17 +129,18 @@ void CompositeStraightFirstRow(const uint8_t* src, uint32_t* dst, int width)
 SPRIG_AVX2 __m256i MultiplyLanes8(__m256i x, __m256i y)
 {
     const __m256i t = _mm256_add_epi16(_mm256_mullo_epi16(x, y), _mm256_set1_epi16(0x80));
-    return _mm256_srli_epi16(_mm256_add_epi16(t, _mm256_srli_epi16(t, 8)), 8);
+    return _mm256_mulhi_epu16(t, _mm256_set1_epi16(257));
 }
 
 SPRIG_AVX2 void OverLanes8(__m256i s16, __m256i d16, __m256i* premultiplied, __m256i* shown)
 {
-    const __m256i alphaLanes = _mm256_set_epi16(0, 0, 0, -1, 0, 0, 0, -1, 0, 0, 0, -1, 0, 0, 0, -1);
     const __m256i ff = _mm256_set1_epi16(255);
-    __m256i a = _mm256_shufflelo_epi16(s16, _MM_SHUFFLE(0, 0, 0, 0));
-    a = _mm256_shufflehi_epi16(a, _MM_SHUFFLE(0, 0, 0, 0));
-    const __m256i factor =
-        _mm256_or_si256(_mm256_andnot_si256(alphaLanes, a), _mm256_and_si256(alphaLanes, ff));
+    // Each pixel's alpha (the low byte of its first lane) in all four of its
+    // lanes, and [255, a, a, a] with 255 in the alpha lanes.
+    const __m256i spread = _mm256_setr_epi8(0, -1, 0, -1, 0, -1, 0, -1, 8, -1, 8, -1, 8, -1, 8, -1,
+                                            0, -1, 0, -1, 0, -1, 0, -1, 8, -1, 8, -1, 8, -1, 8, -1);
+    const __m256i a = _mm256_shuffle_epi8(s16, spread);
+    const __m256i factor = _mm256_blend_epi16(a, ff, 0x11);
     *premultiplied = MultiplyLanes8(s16, factor);
     *shown = MultiplyLanes8(d16, _mm256_sub_epi16(ff, a));
 }
