@@ -5,7 +5,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
+#include <random>
+#include <string>
+#include <vector>
 
 #include "sprig/foundation.h"
 
@@ -39,6 +43,40 @@ inline void FillNumbered(GWorldPtr world, uint32_t seed)
     for (int v = 0; v < b.bottom; v++)
         for (int h = 0; h < b.right; h++)
             Pixel(world, h, v) = (seed + static_cast<uint32_t>(v * 1000 + h)) * 0x9E3779B1u;
+}
+
+// An alpha drawn mostly from the cases fast rows treat apart: mode 0 gives
+// 0, 1 gives 255, 2 any alpha, and anything else a mix of the three.
+inline uint32_t RandomAlpha(std::mt19937& rng, int mode)
+{
+    switch (mode) {
+    case 0:
+        return 0;
+    case 1:
+        return 255;
+    case 2:
+        return rng() & 0xFF;
+    default:
+        return (rng() & 1) ? ((rng() & 1) ? 0 : 255) : rng() & 0xFF;
+    }
+}
+
+// The names of a routine's variants, plainest first, are those this
+// processor runs: "plain", then "sse2" on x86-64, then "avx2" where the
+// processor has it.
+inline void ExpectVariantsOfThisProcessor(const std::vector<std::string>& names)
+{
+    ASSERT_FALSE(names.empty());
+    EXPECT_EQ(names.front(), "plain");
+#if defined(__x86_64__)
+    EXPECT_NE(std::find(names.begin(), names.end(), "sse2"), names.end());
+    __builtin_cpu_init();
+    const bool avx2 = __builtin_cpu_supports("avx2");
+    EXPECT_EQ(std::find(names.begin(), names.end(), "avx2") != names.end(), avx2);
+    if (avx2) {
+        EXPECT_EQ(names.back(), "avx2");
+    }
+#endif
 }
 
 #endif

@@ -10,6 +10,7 @@
 
 #include "paint/blend_row_p.h"
 #include "sprig/blend.h"
+#include "tests/test_util.h"
 
 namespace {
 
@@ -46,17 +47,7 @@ TEST(RowBlend, EachVariantRunsOnThisProcessor)
     std::vector<std::string> names;
     for (const RowBlendVariant& v : sprig::RowBlendVariants())
         names.push_back(v.name);
-    ASSERT_FALSE(names.empty());
-    EXPECT_EQ(names.front(), "plain");
-#if defined(__x86_64__)
-    EXPECT_NE(std::find(names.begin(), names.end(), "sse2"), names.end());
-    __builtin_cpu_init();
-    const bool avx2 = __builtin_cpu_supports("avx2");
-    EXPECT_EQ(std::find(names.begin(), names.end(), "avx2") != names.end(), avx2);
-    if (avx2) {
-        EXPECT_EQ(names.back(), "avx2");
-    }
-#endif
+    ExpectVariantsOfThisProcessor(names);
 }
 
 // Every pair of alphas with random colours, laid out three ways so that the
@@ -92,20 +83,6 @@ TEST(RowBlend, EveryPairOfAlphasMatchesTheBlend)
         ExpectExact(v, paint, under, {4096});
         ExpectExact(v, bySource, sourceUnder, {256, 61, 3, 8, 17});
         ExpectExact(v, shuffledPaint, shuffledUnder, {1, 2, 5, 9, 16, 31, 64, 7, 4, 3, 12});
-    }
-}
-
-uint32_t RandomAlpha(std::mt19937& rng, int mode)
-{
-    switch (mode) {
-    case 0:
-        return 0;
-    case 1:
-        return 255;
-    case 2:
-        return rng() & 0xFF;
-    default:
-        return (rng() & 1) ? ((rng() & 1) ? 0 : 255) : rng() & 0xFF;
     }
 }
 

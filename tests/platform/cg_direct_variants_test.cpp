@@ -10,6 +10,7 @@
 
 #include "platform/cg_direct_p.h"
 #include "platform/cg_pixels_p.h"
+#include "tests/test_util.h"
 
 namespace {
 
@@ -23,17 +24,7 @@ TEST(StraightFirstRow, EachVariantRunsOnThisProcessor)
     std::vector<std::string> names;
     for (const StraightFirstRowVariant& v : StraightFirstRowVariants())
         names.push_back(v.name);
-    ASSERT_FALSE(names.empty());
-    EXPECT_EQ(names.front(), "plain");
-#if defined(__x86_64__)
-    EXPECT_NE(std::find(names.begin(), names.end(), "sse2"), names.end());
-    __builtin_cpu_init();
-    const bool avx2 = __builtin_cpu_supports("avx2");
-    EXPECT_EQ(std::find(names.begin(), names.end(), "avx2") != names.end(), avx2);
-    if (avx2) {
-        EXPECT_EQ(names.back(), "avx2");
-    }
-#endif
+    ExpectVariantsOfThisProcessor(names);
 }
 
 // Rows of every length from 0 to 80, starting at every byte offset modulo

@@ -229,25 +229,6 @@ TEST(Transfer, ReducedRectCountsUniformBorders)
     EXPECT_EQ(out[1], 0u);
 }
 
-} // namespace
-
-namespace {
-
-// Alphas drawn mostly from the cases the fast row treats apart.
-uint32_t RandomAlpha(std::mt19937& rng, int mode)
-{
-    switch (mode) {
-    case 0:
-        return 0;
-    case 1:
-        return 255;
-    case 2:
-        return rng() & 0xFF;
-    default:
-        return (rng() & 1) ? ((rng() & 1) ? 0 : 255) : rng() & 0xFF;
-    }
-}
-
 TEST(MixColorsRow, MatchesThePlainBlendOnMillionsOfPixels)
 {
     std::mt19937 rng(99);
