@@ -26,6 +26,22 @@ inline uint32_t SoftDiscAlpha(double dx, double dy, double radius)
     return static_cast<uint32_t>(std::lround(cover * 255));
 }
 
+// size x size pixels of a soft-edged disc of the given radius centred in the
+// picture: colourAt(x, y, alpha) gives each pixel the disc covers, and the
+// rest are 0.
+template <class ColourAt>
+std::vector<uint32_t> SoftDisc(int size, double radius, ColourAt colourAt)
+{
+    std::vector<uint32_t> pixels(static_cast<size_t>(size) * size);
+    const double centre = size / 2.0;
+    for (int y = 0; y < size; y++)
+        for (int x = 0; x < size; x++) {
+            const uint32_t alpha = SoftDiscAlpha(x + 0.5 - centre, y + 0.5 - centre, radius);
+            pixels[static_cast<size_t>(y * size + x)] = alpha == 0 ? 0 : colourAt(x, y, alpha);
+        }
+    return pixels;
+}
+
 // Packs width x height pixels and registers them in the pool under number.
 inline void RegisterPicture(int32_t number, const std::vector<uint32_t>& pixels, int width,
                             int height)

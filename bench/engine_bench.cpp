@@ -37,18 +37,10 @@ constexpr int32_t kFirstPicture = 300;
 // A disc with soft edges in two flat colours, size x size.
 std::vector<uint32_t> DiscPixels(int size, uint32_t hue)
 {
-    std::vector<uint32_t> pixels(static_cast<size_t>(size) * size);
-    const double centre = size / 2.0;
-    const double radius = size * 0.45;
-    for (int y = 0; y < size; y++)
-        for (int x = 0; x < size; x++) {
-            const uint32_t alpha = SoftDiscAlpha(x + 0.5 - centre, y + 0.5 - centre, radius);
-            pixels[static_cast<size_t>(y * size + x)] =
-                alpha == 0     ? 0
-                : y < size / 2 ? Word(hue & 0xFF, 120, 20, alpha)
-                               : Word(250, (hue * 7) & 0xFF, 60, alpha);
-        }
-    return pixels;
+    return SoftDisc(size, size * 0.45, [size, hue](int, int y, uint32_t alpha) {
+        return y < size / 2 ? Word(hue & 0xFF, 120, 20, alpha)
+                            : Word(250, (hue * 7) & 0xFF, 60, alpha);
+    });
 }
 
 void Register(int32_t number, int size, uint32_t hue)

@@ -31,19 +31,11 @@ constexpr int kDraws = 1000;
 // changes with every column (a shaded one, with no runs inside the disc).
 std::vector<uint32_t> SpritePixels(int size, bool shaded)
 {
-    std::vector<uint32_t> pixels(static_cast<size_t>(size) * size);
-    const double centre = size / 2.0;
-    const double radius = size * 0.4;
-    for (int y = 0; y < size; y++)
-        for (int x = 0; x < size; x++) {
-            const uint32_t alpha = SoftDiscAlpha(x + 0.5 - centre, y + 0.5 - centre, radius);
-            pixels[static_cast<size_t>(y * size + x)] =
-                alpha == 0     ? 0
-                : shaded       ? Word(230, 120 + static_cast<uint32_t>(x & 63), 20, alpha)
-                : x < size / 2 ? Word(230, 120, 20, alpha)
-                               : Word(250, 220, 60, alpha);
-        }
-    return pixels;
+    return SoftDisc(size, size * 0.4, [size, shaded](int x, int, uint32_t alpha) {
+        return shaded         ? Word(230, 120 + static_cast<uint32_t>(x & 63), 20, alpha)
+               : x < size / 2 ? Word(230, 120, 20, alpha)
+                              : Word(250, 220, 60, alpha);
+    });
 }
 
 // Registers a picture of size x size in the pool under number.

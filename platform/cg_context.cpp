@@ -347,6 +347,16 @@ void ForEachClippedBox(const DeviceClip& clip, const PixelBox& box, Draw draw)
     }
 }
 
+// The colour of a context whose drawing the platform may do itself: its
+// source is one colour, drawn OVER, and platform drawing is on. False
+// otherwise.
+bool PlatformDrawsColour(cairo_t* cr, double* red, double* green, double* blue, double* alpha)
+{
+    return gPlatformDrawing && cairo_get_operator(cr) == CAIRO_OPERATOR_OVER &&
+           cairo_pattern_get_rgba(cairo_get_source(cr), red, green, blue, alpha) ==
+               CAIRO_STATUS_SUCCESS;
+}
+
 // Composites the pixels of a one-pixel line in the context's colour straight
 // into its world, leaving the bits cairo's fill of the same pixels leaves: a
 // solid colour OVER each pixel once (OverWorldPixel), within the clip.
@@ -357,12 +367,9 @@ bool StrokeHairlineDirectly(CGContextRef c, Hairline& line)
 {
     cairo_t* cr = c->cr;
     const DeviceClip& clip = c->clips.back();
-    if (!gPlatformDrawing || clip.Which() == DeviceClip::kUnknown ||
-        cairo_get_operator(cr) != CAIRO_OPERATOR_OVER)
-        return false;
     double red, green, blue, alpha;
-    if (cairo_pattern_get_rgba(cairo_get_source(cr), &red, &green, &blue, &alpha) !=
-        CAIRO_STATUS_SUCCESS)
+    if (clip.Which() == DeviceClip::kUnknown ||
+        !PlatformDrawsColour(cr, &red, &green, &blue, &alpha))
         return false;
     const uint32_t source = MirrorWord(SolidSourceWord(red, green, blue, alpha));
     if ((source & 0xFF) == 0)
@@ -445,30 +452,6 @@ void StrokeReach(cairo_t* cr, double* x1, double* y1, double* x2, double* y2)
     *y2 += reach;
 }
 
-// c * m / 255 as cairo's span mixing works it out: (t + (t >> 8)) >> 8 with
-// t = c * m + 127, which rounds a half down where MultiplyRounded rounds it
-// up.
-constexpr uint32_t MultiplyForSpans(uint32_t c, uint32_t m)
-{
-    const uint32_t t = c * m + 127;
-    return (t + (t >> 8)) >> 8;
-}
-
-// The bytes of an opaque colour mixed over those of a world pixel by a
-// coverage m, as cairo mixes them: c * m / 255 + d * (255 - m) / 255, each
-// product rounded as MultiplyForSpans rounds it and the sum saturated at
-// 255.
-inline uint32_t MixByCoverage(uint32_t colour, uint32_t world, uint32_t m)
-{
-    uint32_t out = 0;
-    for (int shift = 0; shift < 32; shift += 8) {
-        const uint32_t sum = MultiplyForSpans((colour >> shift) & 0xFF, m) +
-                             MultiplyForSpans((world >> shift) & 0xFF, 255 - m);
-        out |= (sum > 255 ? 255 : sum) << shift;
-    }
-    return out;
-}
-
 // Strokes the current path, antialiased, in an opaque colour into the
 // context's world without handing the world to cairo: cairo works out only
 // the stroke's coverage of the area (StrokeCoverage), and each covered
@@ -480,14 +463,10 @@ inline uint32_t MixByCoverage(uint32_t colour, uint32_t world, uint32_t m)
 bool StrokeOpaqueDirectly(CGContextRef c, const PixelBox& area)
 {
     cairo_t* cr = c->cr;
-    if (!gPlatformDrawing || c->clips.back().Which() != DeviceClip::kEverything ||
-        cairo_get_operator(cr) != CAIRO_OPERATOR_OVER ||
-        cairo_get_antialias(cr) == CAIRO_ANTIALIAS_NONE)
-        return false;
     double red, green, blue, alpha;
-    if (cairo_pattern_get_rgba(cairo_get_source(cr), &red, &green, &blue, &alpha) !=
-            CAIRO_STATUS_SUCCESS ||
-        alpha != 1.0)
+    if (c->clips.back().Which() != DeviceClip::kEverything ||
+        cairo_get_antialias(cr) == CAIRO_ANTIALIAS_NONE ||
+        !PlatformDrawsColour(cr, &red, &green, &blue, &alpha) || alpha != 1.0)
         return false;
     cairo_matrix_t m;
     cairo_get_matrix(cr, &m);

@@ -118,6 +118,30 @@ constexpr uint32_t OverWorldPixel(uint32_t premultiplied, uint32_t world)
     return out;
 }
 
+// c * m / 255 as cairo's span mixing works it out: (t + (t >> 8)) >> 8 with
+// t = c * m + 127, which rounds a half down where MultiplyRounded rounds it
+// up.
+constexpr uint32_t MultiplyForSpans(uint32_t c, uint32_t m)
+{
+    const uint32_t t = c * m + 127;
+    return (t + (t >> 8)) >> 8;
+}
+
+// The bytes of an opaque colour mixed over those of a world pixel by a
+// coverage m, as cairo mixes an antialiased stroke's edge:
+// c * m / 255 + d * (255 - m) / 255, each product rounded as
+// MultiplyForSpans rounds it and the sum saturated at 255.
+constexpr uint32_t MixByCoverage(uint32_t colour, uint32_t world, uint32_t m)
+{
+    uint32_t out = 0;
+    for (int shift = 0; shift < 32; shift += 8) {
+        const uint32_t sum = MultiplyForSpans((colour >> shift) & 0xFF, m) +
+                             MultiplyForSpans((world >> shift) & 0xFF, 255 - m);
+        out |= (sum > 255 ? 255 : sum) << shift;
+    }
+    return out;
+}
+
 // Draws one row of width image pixels (4 bytes each, any alignment) over
 // width world pixels, each exactly as OverWorldPixel(ImagePixelToWorld(..))
 // gives it.
