@@ -4,11 +4,15 @@
 // pixel replication when the zoom factor is 2 or more) is composited by its
 // alpha over the view.
 //
-// Areas are compared in view coordinates: a sprite's rectangle is multiplied
-// by the zoom factor before it is tested. Where there is no area of the
-// host's to test against (a draw event without a region, and UpdateContext),
-// the area is the whole sprite surface as it reaches the view, that is its
-// bounds multiplied by the factor, so every sprite that can show is drawn.
+// A sprite's rectangle is multiplied by the zoom factor before it is tested
+// against the area. The area of a draw event is its region, in view
+// coordinates; an event without one stands for the sprite surface's bounds,
+// unscaled, so at a factor of 2 or more a sprite whose enlarged rectangle
+// lies beyond them is not drawn. Hosts that mean the whole view pass its
+// region. UpdateContext tests against the rectangle (x / 1000, y / 1000,
+// width, height); for an origin of 1000 units or more, where that rectangle
+// would cut off the surface's own left or top, its left or top is 0, so that
+// every sprite within the width x height the surface is drawn into shows.
 //
 // Only the parts of the surface that hold sprites carry anything but
 // transparent pixels, and a transparent pixel composited over the view
@@ -157,7 +161,7 @@ void CSpriteList::UpdateControl(CGContextRef context, HIViewRef view, EventRef e
     if (GetEventParameter(event, kEventParamRgnHandle, typeQDRgnHandle, nullptr, sizeof(RgnHandle),
                           nullptr, &area) != noErr ||
         !area) {
-        RectRgn(whole, &scaled);
+        RectRgn(whole, &bounds);
         area = whole;
     }
 
@@ -200,10 +204,11 @@ void CSpriteList::UpdateContext(CGContextRef context, int32_t x, int32_t y, int3
     Rect bounds;
     GetPortBounds(mSpriteWorld, &bounds);
     ClearSurface(mSpriteWorld);
-    // The whole surface is drawn, scaled into width x height at (x, y): every
-    // sprite on it shows, wherever the host places it.
-    Rect clip = bounds;
-    FactorRect(clip);
+    Rect clip;
+    clip.left = x >= 1000 ? 0 : static_cast<int16_t>(x / 1000);
+    clip.top = y >= 1000 ? 0 : static_cast<int16_t>(y / 1000);
+    clip.right = static_cast<int16_t>(width);
+    clip.bottom = static_cast<int16_t>(height);
 
     bool drawn = false;
     {

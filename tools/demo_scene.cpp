@@ -459,8 +459,12 @@ void DemoScene::Draw()
         backdrop = mBigBackdrop.get();
         background = mBigBackground.get();
     }
+    // The whole view is drawn, and the event says so with its region.
+    RgnHandle whole = NewRgn();
+    SetRectRgn(whole, 0, 0, static_cast<int16_t>(Width()), static_cast<int16_t>(Height()));
+    EventRef event = CreateDrawEvent(whole);
+    DisposeRgn(whole);
     CGContextRef context = HIViewCreateDrawContext(mView);
-    EventRef event = CreateDrawEvent(nullptr);
     DrawOffscreenToHIView(backdrop, context, mView, kCGImageAlphaFirst);
     DrawOffscreenToHIView(background, context, mView, kCGImageAlphaFirst);
     SprUpdateControl(mList, context, mView, event);

@@ -98,7 +98,8 @@ TEST_F(StageDrawing, ThreeSpritesAtFactorOneAndThree)
         View view(HIViewCreateOffscreen(kWidth * f, kHeight * f));
         FillView(view.get(), kGrey); // the host's background
         list->SetFactor(factor);
-        Draw(view.get());
+        const Rect whole = R(0, 0, kWidth * f, kHeight * f);
+        Draw(view.get(), &whole);
         for (int v = 0; v < kHeight * f; v++)
             for (int h = 0; h < kWidth * f; h++)
                 ASSERT_EQ(ViewPixel(view.get(), h, v), Expected(h / f, v / f)) << h << ", " << v;
@@ -135,46 +136,174 @@ TEST_F(StageDrawing, FadedAndScaledSpritesComposeAsTheirPictures)
     EXPECT_NE(Pixel(sprites.get(), 20, 15), kClear);
 }
 
-// Handing on only the boxes of the drawn sprites gives the view exactly what
-// compositing the whole surface over it gives, for soft pixels too.
-TEST_F(StageDrawing, SameViewAsTheWholeSurface)
+// The stage drawn the plain way, step by step: the surface cleared, each
+// visible sprite whose rectangle times the factor passes `meets` composited,
+// and, when one was, the whole surface (enlarged by replication) handed on.
+class PlainStage : public StageDrawing
 {
-    std::vector<uint32_t> soft;
-    for (int i = 0; i < 48; i++)
-        soft.push_back(Word(static_cast<uint32_t>(i * 5), 90, static_cast<uint32_t>(200 - i * 3),
-                            static_cast<uint32_t>((i * 37) % 256)));
-    Register(300, soft, 8);
-    Show(1, 300, 6, 5)->SetOpacity(170);
-    Show(2, 300, 9, 7)->SetSize(70);
-    Show(3, 300, 30, 20)->SetFrame(2);
-    Show(4, 300, 39, 29); // partly off the stage
-    for (uint32_t factor : {1u, 2u}) {
-        SCOPED_TRACE(testing::Message() << "factor " << factor);
-        const int f = static_cast<int>(factor);
-        list->SetFactor(factor);
-        View view(HIViewCreateOffscreen(kWidth * f, kHeight * f));
-        View reference(HIViewCreateOffscreen(kWidth * f, kHeight * f));
-        for (HIViewRef v : {view.get(), reference.get()})
-            FillNumbered(HIViewGetGWorld(v), 5);
-        Draw(view.get());
-
+  protected:
+    template <typename Meets, typename HandOn>
+    void Plain(Meets meets, HandOn handOn)
+    {
+        FillOffscreen(sprites.get(), 0);
+        bool drawn = false;
+        for (CSprite* s : list->mSprites) {
+            if (!s->mVisible)
+                continue;
+            Rect r = s->GetRect();
+            list->FactorRect(r);
+            if (meets(r)) {
+                s->Output(sprites.get());
+                drawn = true;
+            }
+        }
+        if (!drawn)
+            return;
+        const int f = static_cast<int>(list->mFactor);
         World enlarged = MakeWorld(kWidth * f, kHeight * f);
         Rect src = R(0, 0, kWidth, kHeight), dst = R(0, 0, kWidth * f, kHeight * f);
         RGBColor white = {0xFFFF, 0xFFFF, 0xFFFF};
         CopyBmBmBg(sprites.get(), enlarged.get(), &src, &dst, srcCopy, nullptr, &white);
-        CGContextRef context = HIViewCreateDrawContext(reference.get());
-        DrawOffscreenToHIView(enlarged.get(), context, reference.get(), kCGImageAlphaFirst);
-        CGContextRelease(context);
-        for (int v = 0; v < kHeight * f; v++)
-            for (int h = 0; h < kWidth * f; h++)
-                ASSERT_EQ(ViewPixel(view.get(), h, v), ViewPixel(reference.get(), h, v))
-                    << h << ", " << v;
+        handOn(f > 1 ? enlarged.get() : sprites.get());
     }
-    // A view of another size gets the whole surface, scaled to it.
-    list->SetFactor(1);
-    View wide(HIViewCreateOffscreen(kWidth * 2, kHeight));
-    Draw(wide.get());
-    EXPECT_NE(ViewPixel(wide.get(), 60, 20), kClear);
+
+    // A seeded scene of soft sprites, scaled, faded, framed, some hidden and
+    // some partly or wholly off the stage.
+    void RandomScene(unsigned seed)
+    {
+        std::mt19937 random(seed);
+        std::vector<uint32_t> soft;
+        for (int i = 0; i < 48; i++)
+            soft.push_back(Word(random() & 0xFF, random() & 0xFF, random() & 0xFF,
+                                i % 7 == 0 ? 0 : (i % 5 == 0 ? 255 : random() & 0xFF)));
+        Register(300, soft, 8);
+        for (int i = 0; i < 6; i++) {
+            CSprite* s = Show(i + 1, 300, static_cast<int>(random() % 60) - 10,
+                              static_cast<int>(random() % 46) - 8);
+            s->SetSize(static_cast<short>(
+                std::initializer_list<int>{20, 40, 70, 80}.begin()[random() % 4]));
+            s->SetOpacity(static_cast<short>(random() % 3 == 0 ? 170 : 255));
+            s->SetFrame(static_cast<short>(random() % 3));
+            s->SetVisible(random() % 5 != 0);
+        }
+    }
+
+    static bool SameWorlds(GWorldPtr a, GWorldPtr b)
+    {
+        Rect bounds;
+        GetPortBounds(a, &bounds);
+        for (int v = 0; v < bounds.bottom; v++)
+            for (int h = 0; h < bounds.right; h++)
+                if (Pixel(a, h, v) != Pixel(b, h, v)) {
+                    ADD_FAILURE() << "first difference at " << h << ", " << v;
+                    return false;
+                }
+        return true;
+    }
+};
+
+// Draw events, with and without a region, at factors 1 to 3, into views of
+// the enlarged surface's size (where only the sprites' boxes are handed on)
+// and of other sizes: the view's pixels are those of the plain procedure.
+TEST_F(PlainStage, DrawEventsGiveThePlainProcedure)
+{
+    struct Area
+    {
+        bool none;
+        Rect r; // in view coordinates, for a factor of 1
+    };
+    const Area areas[] = {{true, {}},
+                          {false, R(0, 0, 40, 30)},
+                          {false, R(3, 4, 17, 9)},
+                          {false, R(30, 0, 40, 30)},
+                          {false, R(0, 0, 120, 90)}};
+    for (unsigned seed = 1; seed <= 6; seed++) {
+        RandomScene(seed);
+        for (uint32_t factor : {1u, 2u, 3u})
+            for (const Area& area : areas)
+                for (int wider : {0, 7}) {
+                    SCOPED_TRACE(testing::Message()
+                                 << "seed " << seed << ", factor " << factor << ", area " << area.r
+                                 << (area.none ? " none" : "") << ", view wider by " << wider);
+                    list->SetFactor(factor);
+                    const int f = static_cast<int>(factor);
+                    Rect scaledArea = area.r;
+                    list->FactorRect(scaledArea);
+                    const Rect& a = area.none ? area.r : scaledArea;
+                    const Rect bounds = R(0, 0, kWidth, kHeight);
+                    auto meets = [&](const Rect& r) {
+                        Rect overlap;
+                        return SectRect(&r, area.none ? &bounds : &a, &overlap) != 0;
+                    };
+                    View view(HIViewCreateOffscreen(kWidth * f + wider, kHeight * f));
+                    View plain(HIViewCreateOffscreen(kWidth * f + wider, kHeight * f));
+                    FillNumbered(HIViewGetGWorld(view.get()), seed);
+                    FillNumbered(HIViewGetGWorld(plain.get()), seed);
+                    Draw(view.get(), area.none ? nullptr : &a);
+                    World drawnSurface = MakeWorld(kWidth, kHeight);
+                    Rect all = bounds;
+                    CopyBits(GetPortBitMapForCopyBits(sprites.get()),
+                             GetPortBitMapForCopyBits(drawnSurface.get()), &all, &all, srcCopy,
+                             nullptr);
+                    Plain(meets, [&](GWorldPtr surface) {
+                        CGContextRef context = HIViewCreateDrawContext(plain.get());
+                        DrawOffscreenToHIView(surface, context, plain.get(), kCGImageAlphaFirst);
+                        CGContextRelease(context);
+                    });
+                    ASSERT_TRUE(SameWorlds(sprites.get(), drawnSurface.get()));
+                    ASSERT_TRUE(
+                        SameWorlds(HIViewGetGWorld(view.get()), HIViewGetGWorld(plain.get())));
+                }
+        for (CSprite* s : std::vector<CSprite*>(list->mSprites))
+            delete s;
+    }
+}
+
+// UpdateContext at factors 1 to 3, into contexts smaller and larger than the
+// surface, at origins below 1000 units and from 1000 up (where the sprites
+// are tested against (0, 0, width, height)).
+TEST_F(PlainStage, ContextsGiveThePlainProcedure)
+{
+    struct Place
+    {
+        int32_t x, y, width, height;
+    };
+    const Place places[] = {{0, 0, 40, 30},        {999, 500, 25, 12},     {1000, 0, 40, 30},
+                            {12500, 3000, 60, 50}, {-4000, -2000, 30, 20}, {0, 0, 130, 100}};
+    for (unsigned seed = 1; seed <= 6; seed++) {
+        RandomScene(seed);
+        for (uint32_t factor : {1u, 2u, 3u})
+            for (const Place& p : places) {
+                SCOPED_TRACE(testing::Message()
+                             << "seed " << seed << ", factor " << factor << " at " << p.x << ", "
+                             << p.y << " size " << p.width << " x " << p.height);
+                list->SetFactor(factor);
+                const Rect clip = R(p.x >= 1000 ? 0 : p.x / 1000, p.y >= 1000 ? 0 : p.y / 1000,
+                                    p.width, p.height);
+                auto meets = [&](const Rect& r) {
+                    Rect overlap;
+                    return SectRect(&r, &clip, &overlap) != 0;
+                };
+                World target = MakeWorld(150, 110);
+                World plain = MakeWorld(150, 110);
+                FillNumbered(target.get(), seed);
+                FillNumbered(plain.get(), seed);
+                CGContextRef context = nullptr;
+                ASSERT_EQ(QDBeginCGContext(target.get(), &context), noErr);
+                list->UpdateContext(context, p.x, p.y, p.width, p.height);
+                QDEndCGContext(target.get(), &context);
+                Plain(meets, [&](GWorldPtr surface) {
+                    CGContextRef c = nullptr;
+                    ASSERT_EQ(QDBeginCGContext(plain.get(), &c), noErr);
+                    DrawOffscreenToContext(surface, c, p.x, p.y, p.width, p.height,
+                                           kCGImageAlphaFirst);
+                    QDEndCGContext(plain.get(), &c);
+                });
+                ASSERT_TRUE(SameWorlds(target.get(), plain.get()));
+            }
+        for (CSprite* s : std::vector<CSprite*>(list->mSprites))
+            delete s;
+    }
 }
 
 TEST_F(StageDrawing, OnlyVisibleSpritesInTheAreaAreDrawn)
@@ -211,11 +340,16 @@ TEST_F(StageDrawing, OnlyVisibleSpritesInTheAreaAreDrawn)
     EXPECT_FALSE(DrawsAnything(&corner)); // (15, 15, 45, 45) in the view
     Rect outside = R(45, 0, 120, 90);
     EXPECT_FALSE(DrawsAnything(&outside));
-    // Without a region the whole surface, as it reaches the view, is the area.
+    // Without a region the area is the surface's bounds, unscaled: red at
+    // (15, 15, 45, 45) in the view meets them; moved to (90, 60, 120, 90),
+    // it no longer does, though it shows in the view.
+    EXPECT_TRUE(DrawsAnything(nullptr));
     red->mX = 35;
     red->mY = 25;
     red->SetSize(40);
-    EXPECT_TRUE(DrawsAnything(nullptr));
+    EXPECT_FALSE(DrawsAnything(nullptr));
+    Rect whole = R(0, 0, 120, 90);
+    EXPECT_TRUE(DrawsAnything(&whole));
     EXPECT_EQ(Pixel(sprites.get(), 35, 25), kRed);
 }
 
@@ -347,13 +481,15 @@ class Redisplay : public Stage
                     ViewPixelRef(view, h, v) = Pixel(background.get(), h / f, v / f);
             }
         CGContextRef context = HIViewCreateDrawContext(view);
-        if (area) {
-            Rect bounds = R(0, 0, kW * f, kH * f);
+        Rect bounds = R(0, 0, kW * f, kH * f);
+        RgnHandle whole = NewRgn();
+        RectRgn(whole, &bounds);
+        if (area)
             ClipCGContextToRegion(context, &bounds, area);
-        }
-        EventRef event = CreateDrawEvent(area);
+        EventRef event = CreateDrawEvent(area ? area : whole);
         list->UpdateControl(context, view, event);
         ReleaseEvent(event);
+        DisposeRgn(whole);
         CGContextRelease(context);
     }
 
