@@ -1,5 +1,6 @@
 // CImage: one picture of the pool, kept packed and expanded when its pixels
 // are needed, with one cached copy of itself at another scale or opacity.
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -40,6 +41,23 @@ struct FreeDeleter
 {
     void operator()(void* block) const { std::free(block); }
 };
+
+// The disc test of IsTransparentRegion is 32-bit signed arithmetic whose
+// overflow wraps: a radius of 65536 reaches only the centre.
+inline int32_t Minus32(int32_t a, int32_t b)
+{
+    return static_cast<int32_t>(static_cast<uint32_t>(a) - static_cast<uint32_t>(b));
+}
+
+inline int32_t Plus32(int32_t a, int32_t b)
+{
+    return static_cast<int32_t>(static_cast<uint32_t>(a) + static_cast<uint32_t>(b));
+}
+
+inline int32_t Square32(int32_t a)
+{
+    return static_cast<int32_t>(static_cast<uint32_t>(a) * static_cast<uint32_t>(a));
+}
 
 inline uint32_t Scaled(uint32_t scale, int32_t size)
 {
@@ -125,6 +143,9 @@ void CImage::UnpackRow(uint32_t row, uint32_t* dst)
 bool CImage::IsTransparentColor(int32_t x, int32_t y)
 {
     native = true;
+    // Nothing lies outside the picture: such a point is transparent.
+    if (x < 0 || y < 0 || x >= width || y >= height)
+        return true;
     std::unique_ptr<uint32_t[]> row(new uint32_t[static_cast<size_t>(width)]);
     UncompressRow(data, static_cast<uint32_t>(y), static_cast<uint32_t>(width), row.get());
     return (row[static_cast<size_t>(x)] & 0xFF) == 0;
@@ -132,19 +153,20 @@ bool CImage::IsTransparentColor(int32_t x, int32_t y)
 
 bool CImage::IsTransparentRegion(int32_t x, int32_t y, int32_t r)
 {
-    const int32_t x0 = x - r > 0 ? x - r : 0;
-    const int32_t x1 = x + r < width ? x + r : width;
-    const int32_t y0 = y - r > 0 ? y - r : 0;
-    const int32_t y1 = y + r < height ? y + r : height;
+    const int32_t x0 = Minus32(x, r) > 0 ? Minus32(x, r) : 0;
+    const int32_t x1 = Plus32(x, r) < width ? Plus32(x, r) : width;
+    const int32_t y0 = Minus32(y, r) > 0 ? Minus32(y, r) : 0;
+    const int32_t y1 = Plus32(y, r) < height ? Plus32(y, r) : height;
     if (x0 >= x1 || y0 >= y1)
         return false;
+    const int32_t reach = Square32(r);
     std::unique_ptr<uint32_t[]> row(new uint32_t[static_cast<size_t>(width)]);
     for (int32_t py = y0; py < y1; py++) {
         UncompressRow(data, static_cast<uint32_t>(py), static_cast<uint32_t>(width), row.get());
-        const int32_t dy = py - y;
+        const int32_t dy2 = Square32(Minus32(py, y));
         for (int32_t px = x0; px < x1; px++) {
-            const int32_t dx = px - x;
-            if (r * r >= dx * dx + dy * dy && (row[static_cast<size_t>(px)] & 0xFF) != 0)
+            if (reach >= Plus32(Square32(Minus32(px, x)), dy2) &&
+                (row[static_cast<size_t>(px)] & 0xFF) != 0)
                 return true;
         }
     }
@@ -159,6 +181,10 @@ void CImage::Resize(uint32_t newScale)
         return;
     const uint32_t w = Scaled(newScale, width);
     const uint32_t h = Scaled(newScale, height);
+    // The world's bounds keep 16 bits of each size: a copy larger than that
+    // cannot be made (a world of the cut size would be packed as w x h).
+    if (w > INT16_MAX || h > INT16_MAX)
+        throw static_cast<short>(paramErr);
     StOffscreen temporary(w, h, 32);
     StGWorld current(temporary);
 

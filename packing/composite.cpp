@@ -328,11 +328,17 @@ void CompositeCurrentRow(const uint32_t* picture, uint32_t row, uint32_t x0, uin
 extern "C" void CompositePackedPicture(const uint32_t* picture, const Rect* srcRect, GWorldPtr dst,
                                        const Rect* dstRect, const RGBColor* tint)
 {
+    // Like every same-size composite, this leaves the world's pixels
+    // unlocked, also when nothing of the picture lands on it.
+    PixMapHandle pm = GetGWorldPixMap(dst);
+    LockPixels(pm);
     Rect bounds;
     Rect clip;
     GetPortBounds(dst, &bounds);
-    if (!SectRect(&bounds, dstRect, &clip))
+    if (!SectRect(&bounds, dstRect, &clip)) {
+        UnlockPixels(pm);
         return;
+    }
     const auto x0 = static_cast<uint32_t>(srcRect->left + (clip.left - dstRect->left));
     const auto y0 = static_cast<uint32_t>(srcRect->top + (clip.top - dstRect->top));
     const auto w = static_cast<uint32_t>(clip.right - clip.left);
@@ -343,8 +349,6 @@ extern "C" void CompositePackedPicture(const uint32_t* picture, const Rect* srcR
         paint.tint = (uint32_t{tint->blue} >> 8 << 24) | (uint32_t{tint->green} >> 8 << 16) |
                      (uint32_t{tint->red} >> 8 << 8);
 
-    PixMapHandle pm = GetGWorldPixMap(dst);
-    LockPixels(pm);
     const int32_t rowBytes = GetPixRowBytes(pm);
     auto* dstRow = reinterpret_cast<uint8_t*>(GetPixBaseAddr(pm)) +
                    static_cast<intptr_t>(clip.top) * rowBytes + 4 * intptr_t{clip.left};

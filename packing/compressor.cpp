@@ -115,6 +115,9 @@ uint32_t* PackPixels(const uint32_t* pixels, int32_t width, int32_t height, ptrd
 
 uint32_t GetCountPixels(uint32_t* pixels, uint32_t remaining)
 {
+    // With no pixels left there is no packet: a literal of none, nothing read.
+    if (remaining == 0)
+        return 0;
     return CountPixels(pixels, remaining);
 }
 

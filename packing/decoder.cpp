@@ -301,7 +301,12 @@ GWorldPtr UncompressGWorld(uint32_t* picture, int32_t* width, int32_t* height, i
     const auto h = static_cast<int32_t>(picture[kHeightWord]);
     *width = w;
     *height = h;
-    *rowBytes = 0;
+    // A world's bounds hold 16 bits. A world of the sizes cut to 16 bits
+    // would not hold the picture the out-arguments describe, so a picture
+    // outside 0 to 32767 is not expanded at all; rowBytes is stored only
+    // once there is a world.
+    if (w < 0 || h < 0 || w > INT16_MAX || h > INT16_MAX)
+        return nullptr;
     ExpansionWorld made;
     if (!NewExpansionWorld(w, h, &made))
         return nullptr;

@@ -142,7 +142,11 @@ TEST_F(Pool, DerivedCopiesAreCachedOneAtATime)
     EXPECT_EQ(natural->derived->opacity, 255);
 
     EXPECT_EQ(gImagePool.GetImage(7, 20, 255)->width, 5);
-    EXPECT_EQ(gImagePool.GetImage(7, 1, 255)->width, 0);
+    CImage* narrow = gImagePool.GetImage(7, 1, 255);
+    EXPECT_EQ(narrow->width, 0);
+    // 65600 wide, which 16 bits would cut to 64: no world, the cached copy stays.
+    EXPECT_THROW(gImagePool.GetImage(7, 262400, 255), short);
+    EXPECT_EQ(natural->derived, narrow);
 }
 
 TEST_F(Pool, ScaledAndFadedCopiesKeepTheirColours)
@@ -243,6 +247,13 @@ TEST(Image, PixelTestsRowsAndInfo)
     EXPECT_FALSE(image.IsTransparentRegion(0, 0, 3)); // (3,2) lies outside the disc
     EXPECT_TRUE(image.IsTransparentRegion(1, 1, 3));
     EXPECT_TRUE(image.IsTransparentRegion(2, 2, 2));
+    // 32-bit arithmetic: 65536 squared wraps to 0, so only the centre counts.
+    EXPECT_FALSE(image.IsTransparentRegion(1, 1, 65536));
+    EXPECT_TRUE(image.IsTransparentRegion(3, 2, 65536));
+    EXPECT_TRUE(image.IsTransparentRegion(3, 2, 1 << 30)); // 2^60 wraps to 0 as well
+    // Points outside the picture are transparent.
+    for (const auto& xy : {std::pair<int, int>{4, 2}, {-1, 2}, {3, 3}, {3, -1}})
+        EXPECT_TRUE(image.IsTransparentColor(xy.first, xy.second)) << xy.first << "," << xy.second;
 
     uint32_t row[4] = {9, 9, 9, 9};
     image.UnpackRow(2, row);

@@ -110,8 +110,14 @@ TEST(CompositePackedPicture, MatchesExpandingAndCompositingBitForBit)
                 Pixel(fast.get(), h, v) = Pixel(defined.get(), h, v) =
                     rng() % 3 ? static_cast<uint32_t>(rng()) : 0;
         const RGBColor* colour = round % 3 == 1 ? &tint : nullptr;
+        // Both leave the world unlocked, also when nothing lands on it.
+        LockPixels(GetGWorldPixMap(fast.get()));
+        LockPixels(GetGWorldPixMap(defined.get()));
         CompositePackedPicture(picture, &s, fast.get(), &d, colour);
         ReferenceDraw(picture, s, defined.get(), d, colour);
+        ASSERT_EQ(GetPixelsState(GetGWorldPixMap(fast.get())),
+                  GetPixelsState(GetGWorldPixMap(defined.get())))
+            << "round " << round;
         for (int v = 0; v < 12; v++)
             for (int h = 0; h < 32; h++)
                 ASSERT_EQ(Pixel(fast.get(), h, v), Pixel(defined.get(), h, v))

@@ -28,6 +28,7 @@ TEST(Compress, PacketSplits)
     EXPECT_EQ(GetCountPixels(row.data() + 5, 1), 1u);
     EXPECT_EQ(GetCountPixels(row.data(), 2), 1u) << "A B: literal of 1";
     EXPECT_EQ(GetCountPixels(row.data() + 2, 2), 0x80000002u);
+    EXPECT_EQ(GetCountPixels(row.data() + 5, 0), 0u) << "nothing left: nothing read";
 
     EXPECT_EQ(PackedRow({A}), (std::vector<uint32_t>{0x40000001, Stored(A)}));
     EXPECT_EQ(PackedRow({A, A}), (std::vector<uint32_t>{0xC0000002, Stored(A)}));

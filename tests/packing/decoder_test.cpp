@@ -132,7 +132,16 @@ TEST(PackedPicture, EmptyAndOneRunPictures)
     std::vector<uint32_t> negative = Picture("Format01", -3, 2, {});
     EXPECT_EQ(Uncompress(negative.data(), &width, &height, &rowBytes), nullptr);
     EXPECT_EQ(width, -3);
-    EXPECT_EQ(UncompressGWorld(negative.data(), &width, &height, &rowBytes), nullptr);
+    // A world that cannot be made (negative, wider than a world can be, or
+    // a width that 16 bits would cut to 3) stores the size but leaves rowBytes alone.
+    std::vector<uint32_t> wide = Picture("Format01", 5000, 1, {7, 0xC0000000 + 5000, Stored(Q)});
+    std::vector<uint32_t> cut = Picture("Format01", 65539, 1, {7, 0xC0000000 + 65539, Stored(Q)});
+    for (std::vector<uint32_t>* picture : {&negative, &wide, &cut}) {
+        rowBytes = 77;
+        EXPECT_EQ(UncompressGWorld(picture->data(), &width, &height, &rowBytes), nullptr);
+        EXPECT_EQ(width, static_cast<int32_t>((*picture)[4]));
+        EXPECT_EQ(rowBytes, 77);
+    }
 }
 
 TEST(PackedPicture, DamagedRowsStayInsideTheirRow)
