@@ -116,9 +116,7 @@ void AltCGFrameRect(GWorldPtr world, Rect* rect, int32_t red, int32_t green, int
     CGContextRef ctx = nullptr;
     if (QDBeginCGContext(world, &ctx) != noErr)
         return;
-    CGContextSetRGBStrokeColor(
-        ctx, static_cast<float>(red) / 65535.0f, static_cast<float>(green) / 65535.0f,
-        static_cast<float>(blue) / 65535.0f, static_cast<float>(alpha) / 255.0f);
+    CGContextSetRGBStrokeColor(ctx, red / 65535.0, green / 65535.0, blue / 65535.0, alpha / 255.0);
     if (dashed) {
         const CGFloat lengths[2] = {3.0, 3.0};
         CGContextSetLineDash(ctx, 0, lengths, 2);

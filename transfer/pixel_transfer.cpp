@@ -90,7 +90,8 @@ void FoolCopyBitsToBuffer(GWorldPtr src, uint32_t* dst, int32_t dstRowPixels, Re
 {
     Pixels s = LockedPixels(src);
     const int width = srcRect->right - srcRect->left;
-    const int height = srcRect->bottom - srcRect->top;
+    // An inverted rectangle has no columns to copy, whatever its height.
+    const int height = width > 0 ? srcRect->bottom - srcRect->top : 0;
     const uint8_t* from = reinterpret_cast<const uint8_t*>(RowOf(s, srcRect->top) + srcRect->left);
     uint32_t* to = dst + ptrdiff_t{dstRect->top} * dstRowPixels + dstRect->left;
     for (int r = 0; r < height; r++, from += s.rowBytes, to += dstRowPixels)

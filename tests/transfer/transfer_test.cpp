@@ -50,6 +50,12 @@ TEST(Transfer, RawCopiesPlaceTheSourceRectangleAtTheCorner)
         }
     EXPECT_FALSE(IsLocked(src.get()));
 
+    // A source rectangle whose right lies left of its left copies nothing.
+    const std::vector<uint32_t> before = buffer;
+    Rect inverted = R(4, 2, 1, 4);
+    FoolCopyBitsToBuffer(src.get(), buffer.data(), 10, &inverted, &d);
+    EXPECT_EQ(buffer, before);
+
     World dst = MakeWorld(5, 5);
     Rect d2 = R(2, 3, 2, 3);
     FoolCopyBits(src.get(), dst.get(), &s, &d2);
