@@ -20,6 +20,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <new>
 #include <unordered_set>
 #include <utility>
 #include <vector>
@@ -228,20 +229,28 @@ Cut CutPiece(const CRect& stage, CRect& margin, Point2& a, Point2& b, int antial
 class PassRecord
 {
   public:
+    // Without memory for the pixels, the record says the pass changed
+    // something, which only costs the passes after it their skipping.
     void Take(GWorldPtr world, const Rect& box, const CSpriteList& list)
     {
         mBox = box;
-        mPixels.clear();
-        ForEachRow(world, [this](const uint32_t* row, int count) {
-            mPixels.insert(mPixels.end(), row, row + count);
-        });
+        mTaken = false;
+        try {
+            mPixels.clear();
+            ForEachRow(world, [this](const uint32_t* row, int count) {
+                mPixels.insert(mPixels.end(), row, row + count);
+            });
+        } catch (const std::bad_alloc&) {
+            return;
+        }
         mRectCount = list.mRectCount;
         std::copy(list.mRects, list.mRects + list.mRectCount, mRects);
+        mTaken = true;
     }
 
     bool Unchanged(GWorldPtr world, const CSpriteList& list) const
     {
-        if (list.mRectCount != mRectCount)
+        if (!mTaken || list.mRectCount != mRectCount)
             return false;
         for (int32_t i = 0; i < mRectCount; i++)
             if (!EqualRect(&list.mRects[i], &mRects[i]))
@@ -272,6 +281,7 @@ class PassRecord
     }
 
     Rect mBox = {0, 0, 0, 0};
+    bool mTaken = false;
     std::vector<uint32_t> mPixels;
     int32_t mRectCount = 0;
     Rect mRects[CSpriteList::kMaxRects];
@@ -352,7 +362,11 @@ class PieceDrawer
             return false; // the pass before added it
         if (pass < kRememberPiecesFrom)
             return true;
-        return mInPath.insert(piece).second;
+        try {
+            return mInPath.insert(piece).second;
+        } catch (const std::bad_alloc&) {
+            return true; // a second copy in the path changes nothing either
+        }
     }
 
     void AddSegment(const Piece& piece)
