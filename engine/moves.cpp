@@ -55,10 +55,10 @@ constexpr RGBColor kEraseMarkerColour = {0xFFFF, 0xFF77, 0xFFFF};
 constexpr uint32_t kEraseMarker = 0xFFFEFFFF; // [FF blue][FE green][FF red][FF alpha]
 constexpr uint32_t kErased = 0xFFFFFF00;      // transparent white
 
-// A line that needs more pieces than this (one that goes round the stage
-// thousands of times, and could take the loop hours) is drawn as
-// its first kMaxPieces - 1 pieces and its last piece, the one that ends
-// where the line ends.
+// A line that needs this many pieces or more (one that goes round the stage
+// thousands of times, and could take the loop hours) is drawn as its first
+// kMaxPieces - 1 pieces and its last piece, the one that ends where the
+// line ends.
 constexpr int32_t kMaxPieces = 1 << 14;
 
 // Stroking costs about the area of the pieces stroked, and more as a path
@@ -544,7 +544,7 @@ int CSpriteList::ClipLine(CRect& clip, double& ax, double& ay, double& bx, doubl
 //   changes no pixel and no mark: from there on every repetition would
 //   leave everything as it is. This is what ends the loop for a pen size of
 //   0 or less, whose end point can be clipped without lying on an edge.
-// - A line that needs more than kMaxPieces pieces, or whose pieces cost
+// - A line that needs kMaxPieces pieces or more, or whose pieces cost
 //   more than the stroking budget above, is cut short: after the pieces drawn so far, both ends are
 //   moved by whole stage sizes until the end lies on the stage (as a sprite's position wraps), and
 //   the piece that ends there is the last.

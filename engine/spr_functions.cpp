@@ -129,7 +129,7 @@ int32_t SprUpdate(CSpriteList* list, HIViewRef view)
 
 void SprUpdateControl(CSpriteList* list, CGContextRef context, HIViewRef view, EventRef event)
 {
-    if (!list)
+    if (!list || !context)
         return;
     try {
         list->UpdateControl(context, view, event);
@@ -141,7 +141,7 @@ void SprUpdateControl(CSpriteList* list, CGContextRef context, HIViewRef view, E
 void SprUpdateContext(CSpriteList* list, CGContextRef context, int32_t x, int32_t y, int32_t width,
                       int32_t height)
 {
-    if (!list)
+    if (!list || !context)
         return;
     try {
         list->UpdateContext(context, x, y, width, height);

@@ -267,10 +267,13 @@ SPRIG_EXPORT int32_t SprUpdateAll(CSpriteList* list, Rect* r, Boolean flag);
  * null. */
 SPRIG_EXPORT int32_t SprUpdate(CSpriteList* list, HIViewRef view);
 /* From the view's draw event: draws the sprites over the view. On an
- * exception nothing reaches the view. */
+ * exception nothing reaches the view. A null context draws nothing; a null
+ * view or event is accepted (an event without a region draws the whole
+ * surface). */
 SPRIG_EXPORT void SprUpdateControl(CSpriteList* list, CGContextRef context, HIViewRef view,
                                    EventRef event);
-/* Draws the sprites into a context at (x / 1000, y / 1000), width x height. */
+/* Draws the sprites into a context at (x / 1000, y / 1000), width x height;
+ * any values. A null context draws nothing. */
 SPRIG_EXPORT void SprUpdateContext(CSpriteList* list, CGContextRef context, int32_t x, int32_t y,
                                    int32_t width, int32_t height);
 

@@ -271,6 +271,8 @@ TEST_F(HostStage, NullHandlesAndPointersDoNothing)
         [&] { SprSetFactor(noList, 2); },
         [&] { SprUpdateControl(noList, context, view.get(), event); },
         [&] { SprUpdateContext(noList, context, 0, 0, 100, 80); },
+        [&] { SprUpdateControl(list, nullptr, view.get(), event); },
+        [&] { SprUpdateContext(list, nullptr, 0, 0, 100, 80); },
         [&] { SprSetPos(none, &x, &y); },
         [&] { SprSetPos(s, nullptr, &y); },
         [&] { SprSetPos(s, &x, nullptr); },
