@@ -379,7 +379,6 @@ void PlainLine(CSpriteList& list, double x1, double y1, double x2, double y2, in
 {
     const bool erase = penMode == 2;
     const double o = (antialias == 2 || penSize % 2 != 0) ? 0.5 : 0.0;
-    PixMapHandle pm = GetPortPixMap(list.mBackgroundWorld);
     if (erase) {
         colour = {0xFFFF, 0xFF77, 0xFFFF};
         opacity = 255;
@@ -446,7 +445,6 @@ void PlainLine(CSpriteList& list, double x1, double y1, double x2, double y2, in
     if (!erase)
         CGContextStrokePath(c);
     QDEndCGContext(list.mBackgroundWorld, &c);
-    (void)pm;
 }
 
 struct PenCase
