@@ -128,8 +128,10 @@ bool CSprite::InCollisionWith(CSprite* other)
     std::unique_ptr<SecondVersion> copy;
     CImage* pictureB = nullptr;
     if (other->mImage == mImage && (other->mSize != mSize || other->mOpacity != mOpacity)) {
-        if (!ShownPicture(other->mImage, other->mSize, 255))
-            return false; // the other sprite shows nothing at its size
+        // Asked of the size alone: a lookup in the pool would replace the
+        // cached copy that pictureA may be.
+        if (!ShowsPicture(other->mImage, other->mSize))
+            return false;
         copy.reset(new SecondVersion(other->mImage, other->mSize, other->mOpacity));
         pictureB = copy->Picture();
     } else {

@@ -1,5 +1,6 @@
 // CSprite: one movable picture on a stage, its rectangle, its setters and
 // their marks, drawing and stamping, and wrap-around.
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 
@@ -17,36 +18,94 @@ enum
     kDashedFrame = 2
 };
 
-// Beyond this many stage sizes away, a position is brought back with one
-// exact remainder instead of a step per stage size.
-constexpr double kStepLimit = 64.0;
+// From this magnitude on a double has no fraction left and one step of a
+// stage size is no longer exact: such a position is brought back by its
+// exact remainder. Below it, wrapping is exactly the step-by-step rule.
+constexpr double kExactSteps = 9007199254740992.0; // 2^53
 
-// Brings p into lo <= SprRound(p) < hi by whole multiples of the extent,
-// keeping its fraction. The extent must be positive.
-void WrapAxis(double& p, int32_t lo, int32_t hi)
+// The widest or tallest picture a world can hold.
+constexpr uint32_t kWidestPicture = 0x7FFF;
+
+// 32-bit products and differences wrap as the processor's do.
+inline int32_t Product32(int32_t a, int32_t b)
 {
-    const double extent = static_cast<double>(hi) - lo;
-    if (p >= hi + kStepLimit * extent || p < lo - kStepLimit * extent)
-        p = lo + std::fmod(p - lo, extent);
-    while (SprRound(&p) >= hi)
-        p -= extent;
-    while (SprRound(&p) < lo)
-        p += extent;
+    return static_cast<int32_t>(static_cast<uint32_t>(a) * static_cast<uint32_t>(b));
+}
+
+inline int32_t Difference32(int32_t a, int32_t b)
+{
+    return static_cast<int32_t>(static_cast<uint32_t>(a) - static_cast<uint32_t>(b));
+}
+
+inline int16_t Low16(int32_t value)
+{
+    return static_cast<int16_t>(value);
 }
 
 } // namespace
 
-CImage* ShownPicture(int32_t number, int32_t size, short opacity)
+bool ShowsPicture(int32_t number, int32_t size)
 {
-    if (number < 0 || number >= CImagePool::kSlots)
-        return nullptr;
+    if (number < 0 || number >= CImagePool::kSlots || size < 0)
+        return false;
     const CImage* natural = gImagePool.mImages[number];
     if (!natural)
-        return nullptr;
-    if (int64_t{size} * natural->width / kNaturalSize <= 0 ||
-        int64_t{size} * natural->height / kNaturalSize <= 0)
-        return nullptr;
-    return gImagePool.GetImage(number, size, opacity);
+        return false;
+    // The pool scales in unsigned 32-bit arithmetic.
+    const uint32_t scale = static_cast<uint32_t>(size);
+    if (scale * static_cast<uint32_t>(natural->width) / kNaturalSize > kWidestPicture ||
+        scale * static_cast<uint32_t>(natural->height) / kNaturalSize > kWidestPicture)
+        throw static_cast<short>(paramErr);
+    return true;
+}
+
+CImage* ShownPicture(int32_t number, int32_t size, short opacity)
+{
+    return ShowsPicture(number, size) ? gImagePool.GetImage(number, size, opacity) : nullptr;
+}
+
+// The rule is: down by the extent while p rounds to hi or more, then up by
+// it while p rounds below lo.
+//
+// Steps that move p toward zero are exact (p and the extent are whole
+// multiples of p's last bit, and the result is smaller), so a run of them
+// is taken as one exact subtraction of k extents, stopping an extent or two
+// short of where the steps would start to cross zero or reach the stage.
+// The steps that remain (at most about 32768 of them, across the 16-bit
+// stage) are taken one by one, with the rounding each may have.
+void WrapCoordinate(double& p, int32_t lo, int32_t hi)
+{
+    const double extent = static_cast<double>(hi) - lo;
+    if (std::fabs(p) >= kExactSteps)
+        p = std::fmod(p, extent);
+
+    // Every value at or above this rounds to hi or more, and is positive.
+    const double above = std::max(hi, 0) + extent;
+    if (p > above + extent) {
+        for (double k = std::floor((p - above) / extent); k > 0; k--) {
+            const double stepped = p - k * extent;
+            if (stepped >= above) {
+                p = stepped;
+                break;
+            }
+        }
+    }
+    while (SprRound(&p) >= hi)
+        p -= extent;
+
+    // Every value at or below this rounds below lo, and is negative.
+    const double below = std::min(lo, 0) - extent;
+    if (p < below - extent) {
+        for (double k = std::floor((below - p) / extent); k > 0; k--) {
+            const double stepped = p + k * extent;
+            if (stepped <= below) {
+                p = stepped;
+                break;
+            }
+        }
+    }
+    while (SprRound(&p) < lo)
+        p += extent;
 }
 
 extern "C" int32_t SprRound(const double* value)
@@ -166,14 +225,14 @@ void CSprite::MakeRect(Rect* out)
 {
     const int32_t w = GetImageWidth(mImage);
     const int32_t h = GetImageHeight(mImage);
-    const auto width = static_cast<int16_t>(mSize * w / kNaturalSize);
-    const auto height = static_cast<int16_t>(mSize * h / kNaturalSize);
+    const int16_t width = Low16(Product32(mSize, w) / kNaturalSize);
+    const int16_t height = Low16(Product32(mSize, h) / kNaturalSize);
     const int32_t x = SprRound(&mX);
     const int32_t y = SprRound(&mY);
-    out->left = static_cast<int16_t>(x - static_cast<int16_t>(width / 2));
-    out->top = static_cast<int16_t>(y - static_cast<int16_t>(height / 2));
-    out->right = static_cast<int16_t>(out->left + width);
-    out->bottom = static_cast<int16_t>(out->top + height);
+    out->left = Low16(Difference32(x, static_cast<int16_t>(width / 2)));
+    out->top = Low16(Difference32(y, static_cast<int16_t>(height / 2)));
+    out->right = Low16(int32_t{out->left} + width);
+    out->bottom = Low16(int32_t{out->top} + height);
 }
 
 Rect CSprite::GetRect()
@@ -185,6 +244,8 @@ Rect CSprite::GetRect()
 
 void CSprite::Output(GWorldPtr target)
 {
+    if (!target)
+        return;
     StLock lock(target);
     CImage* picture = ShownPicture(mImage, mSize, mOpacity);
     if (!picture)
@@ -228,6 +289,6 @@ void CSprite::WrapXY()
         return;
     if (!std::isfinite(mX) || !std::isfinite(mY))
         return;
-    WrapAxis(mY, stage.top, stage.bottom);
-    WrapAxis(mX, stage.left, stage.right);
+    WrapCoordinate(mY, stage.top, stage.bottom);
+    WrapCoordinate(mX, stage.left, stage.right);
 }

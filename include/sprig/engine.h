@@ -68,7 +68,10 @@ class SPRIG_EXPORT CSprite
     /* The colour of the stage (background, or backdrop where the background
      * is white) under the sprite's centre. */
     RGBColor GetColorUnder();
-    /* Brings the position back into the stage by whole stage sizes. */
+    /* Brings the position back into the stage by whole stage sizes, as
+     * stepping one stage size at a time would (positions of 2^53 or more by
+     * their exact remainder). A stage without width or height, and a
+     * position that is not a finite number, are left as they are. */
     void WrapXY();
 
     /* Moves with the pen: the old and new rectangles are marked (when
@@ -77,7 +80,9 @@ class SPRIG_EXPORT CSprite
      * line at the old position rounded to whole pixels and never
      * antialiases; SetPosPaint starts it at the exact old position with the
      * given antialias mode (0 off, 2 on with exact end points, others on
-     * with rounded end points). The unnamed arguments are not used. */
+     * with rounded end points). The unnamed arguments are not used. A
+     * position that is not a finite number is ignored: the sprite stays,
+     * nothing is drawn or marked. */
     void SetPos(double x, double y);
     void SetPosPaint(double x, double y, uint32_t unused, GWorldPtr unusedWorld, int antialias);
     /* SetPos(mX + dx, mY + dy). */
@@ -166,7 +171,14 @@ class SPRIG_EXPORT CSpriteList
      * background, wrapped around the stage (a piece per edge crossed), and
      * marks each piece. penMode 0 draws nothing, 2 erases (what the stroke
      * covers exactly becomes transparent white), others paint in penColor
-     * at the opacity. The unnamed arguments are not used. */
+     * at the opacity. The unnamed arguments are not used. Coordinates that
+     * are not finite numbers draw nothing. A line that goes round the stage
+     * thousands of times is cut short: after 16383 pieces, or once its
+     * strokes have cost a fixed budget (piece rectangles adding up to 2^26
+     * pixels in the path stroked at the end, or to 2^22 pixels where each
+     * piece is stroked on its own), both ends move by whole stage sizes
+     * until the end lies on the stage and the piece ending there is the
+     * last. */
     void DrawLine(double x1, double y1, double x2, double y2, int penMode, int penSize,
                   RGBColor* penColor, short opacity, uint32_t unused, GWorldPtr unusedWorld,
                   int antialias);
@@ -200,9 +212,15 @@ SPRIG_EXPORT int32_t SprRound(const double* value);
 /* The sprite functions: the host's way into the engine. A stage is handed
  * out as a CSpriteList* and a sprite as a CSprite*; both are opaque handles
  * that stay valid until deleted (deleting a stage deletes its sprites).
- * Only SprDeleteList and SprDeleteSprite accept a null handle (and then do
- * nothing). Arguments declared short are taken from their low 16 bits;
- * Boolean results are 0 or 1.
+ * Arguments declared short are taken from their low 16 bits; Boolean
+ * results are 0 or 1.
+ *
+ * What every function accepts: a null handle, or a null pointer where a
+ * value is read or written, makes the function do nothing and return its
+ * "nothing" result: 0, null or false, and -1 (no picture) for SprSetImage
+ * and SprGetImage. Every other number is accepted, with the results stated
+ * at each function; positions that are not finite numbers are ignored. A
+ * handle that was deleted, or never was one, is not detected.
  *
  * SprUpdateAll, SprUpdate, SprUpdateControl, SprUpdateContext and
  * SprCollision catch every exception raised beneath them (out of memory, or
@@ -217,91 +235,122 @@ SPRIG_EXPORT extern int32_t global_ShiftY_;
 /* global_ShiftX_ = origin.h, global_ShiftY_ = origin.v. */
 SPRIG_EXPORT void SetSpriteOrigin(Point origin);
 
-/* A stage over the host's three worlds; the whole stage is marked. */
+/* A stage over the host's three worlds and the stage rectangle *bounds (any
+ * rectangle; one without width or height has nowhere to wrap to, and its
+ * marks cover nothing); the whole stage is marked. Null, and no stage, when
+ * a world or bounds is null (as a world NewGWorld refused is). The worlds
+ * should cover the stage rectangle: drawing outside a world is clipped. */
 SPRIG_EXPORT CSpriteList* SprInitSprites(GWorldPtr backdrop, GWorldPtr background,
                                          GWorldPtr sprites, Rect* bounds);
+/* New worlds and stage rectangle for the stage; nothing is marked. Nothing
+ * changes when a world or bounds is null. */
 SPRIG_EXPORT void SprReInitSprites(CSpriteList* list, GWorldPtr backdrop, GWorldPtr background,
                                    GWorldPtr sprites, Rect* bounds);
+/* A new background world; nothing changes for a null one. */
 SPRIG_EXPORT void SprListBgChanged(CSpriteList* list, GWorldPtr background);
 /* Destroys the stage and its sprites; nothing for null. */
 SPRIG_EXPORT void SprDeleteList(CSpriteList* list);
-/* The zoom factor from stage to view coordinates (1 at start). */
+/* The zoom factor from stage to view coordinates (1 at start); any value,
+ * view rectangles keeping the low 16 bits of their products. */
 SPRIG_EXPORT void SprSetFactor(CSpriteList* list, uint32_t factor);
-/* Reference numbers from the front sprite to the back one; 0 at the end. */
+/* Reference numbers from the front sprite to the back one; 0 at the end.
+ * One iteration for the whole library: SprFindNextSprite continues the last
+ * SprFindSprite, and the stage's sprites must not change in between. */
 SPRIG_EXPORT int32_t SprFindSprite(CSpriteList* list);
 SPRIG_EXPORT int32_t SprFindNextSprite(CSpriteList* list);
-/* Marks the host rectangle *r (moved back by the origin shift) for redraw.
- * 1, or 0 when an exception passed. The flag has no effect. */
+/* Marks the host rectangle *r (moved back by the origin shift, each part
+ * taken as 16 bits) for redraw. 1, or 0 when an exception passed or r is
+ * null. The flag has no effect. */
 SPRIG_EXPORT int32_t SprUpdateAll(CSpriteList* list, Rect* r, Boolean flag);
 /* Invalidates every marked rectangle (times the zoom factor) of the view
- * and empties the table. 1, or 0 when an exception passed. */
+ * and empties the table. 1, or 0 when an exception passed or list is
+ * null. */
 SPRIG_EXPORT int32_t SprUpdate(CSpriteList* list, HIViewRef view);
 /* From the view's draw event: draws the sprites over the view. On an
- * exception nothing reaches the view. */
+ * exception nothing reaches the view. A null context draws nothing; a null
+ * view or event is accepted (an event without a region draws the whole
+ * surface). */
 SPRIG_EXPORT void SprUpdateControl(CSpriteList* list, CGContextRef context, HIViewRef view,
                                    EventRef event);
-/* Draws the sprites into a context at (x / 1000, y / 1000), width x height. */
+/* Draws the sprites into a context at (x / 1000, y / 1000), width x height;
+ * any values. A null context draws nothing. */
 SPRIG_EXPORT void SprUpdateContext(CSpriteList* list, CGContextRef context, int32_t x, int32_t y,
                                    int32_t width, int32_t height);
 
-/* A new sprite: invisible, no picture, in front of all others. */
+/* A new sprite: invisible, no picture, in front of all others; any
+ * reference number (0 cannot be told from the end of SprFindSprite). */
 SPRIG_EXPORT CSprite* SprNewSprite(CSpriteList* list, int32_t refNum);
 /* Marks the sprite's area and destroys it; nothing for null. */
 SPRIG_EXPORT void SprDeleteSprite(CSprite* sprite);
-/* The previous picture number. */
+/* The previous picture number. Any number: one outside 0 to 15999, or of
+ * an empty slot, shows nothing. */
 SPRIG_EXPORT int32_t SprSetImage(CSprite* sprite, int32_t image, int32_t unused);
 SPRIG_EXPORT int32_t SprGetImage(CSprite* sprite);
 /* The previous visibility. */
 SPRIG_EXPORT Boolean SprShow(CSprite* sprite, Boolean shown);
 SPRIG_EXPORT Boolean SprIsShow(CSprite* sprite);
-/* Moves with the pen (see CSprite::SetPos, SetPosPaint, Move). */
+/* Moves with the pen (see CSprite::SetPos, SetPosPaint, Move): *x and *y
+ * (or *dx and *dy) may be any finite numbers; NaN or an infinity, or a
+ * null pointer, leaves the sprite where it is and draws nothing. A line
+ * that goes round the stage thousands of times is cut short (see
+ * CSpriteList::DrawLine). antialias: 0 off, 2 on with exact end points,
+ * others on with end points rounded to whole pixels. */
 SPRIG_EXPORT void SprSetPos(CSprite* sprite, const double* x, const double* y);
 SPRIG_EXPORT void SprSetPosPaint(CSprite* sprite, const double* x, const double* y, uint32_t unused,
                                  GWorldPtr unusedWorld, int antialias);
 SPRIG_EXPORT void SprMove(CSprite* sprite, const double* dx, const double* dy);
 /* The position, copied into a double the library owns (one for x, one for
- * y), overwritten by the next call of the same function. */
+ * y), overwritten by the next call of the same function; null for a null
+ * sprite. */
 SPRIG_EXPORT double* SprGetX(CSprite* sprite);
 SPRIG_EXPORT double* SprGetY(CSprite* sprite);
-/* The freshly computed rectangle. */
+/* The freshly computed rectangle, into *out. */
 SPRIG_EXPORT void SprGetRect(CSprite* sprite, Rect* out);
 /* Recomputes the stored rectangle; nothing is marked. */
 SPRIG_EXPORT void SprRecalculateRect(CSprite* sprite);
-/* Scale in fortieths of the natural size. */
+/* Scale in fortieths of the natural size. A negative size shows nothing
+ * (it is drawn, hit and collides as a sprite without a picture); one that
+ * scales the picture past 32767 pixels cannot be drawn: drawing, stamping
+ * and the hit tests throw the error a world that large gives (paramErr),
+ * which SprCollision, SprUpdateControl and SprUpdateContext catch. */
 SPRIG_EXPORT void SprSetSize(CSprite* sprite, short size);
 SPRIG_EXPORT short SprGetSize(CSprite* sprite);
-/* 0 (invisible) to 255 (opaque). */
+/* 0 (invisible) to 255 (opaque); other values are handed to the picture
+ * code as they are. */
 SPRIG_EXPORT void SprSetOpacity(CSprite* sprite, short opacity);
 SPRIG_EXPORT short SprGetOpacity(CSprite* sprite);
-/* 0 none, 1 solid, 2 dashed. */
+/* 0 none, 1 solid, 2 dashed; other values draw no frame. */
 SPRIG_EXPORT void SprSetFrame(CSprite* sprite, short frame);
-/* The previous z value. */
+/* The previous z value. Any value; sprites already in the sequence are
+ * compared by the low 16 bits of their own z. */
 SPRIG_EXPORT int32_t SprSetZ(CSprite* sprite, int32_t z);
 SPRIG_EXPORT void SprSendTo(CSprite* sprite, int32_t z);
 /* 0 pen up, 2 erase, others paint; nothing is marked. */
 SPRIG_EXPORT void SprSetPenMode(CSprite* sprite, short mode);
 SPRIG_EXPORT short SprGetPenMode(CSprite* sprite);
+/* The pen width in pixels; any value (0 or less draws the thinnest line). */
 SPRIG_EXPORT void SprSetPenSize(CSprite* sprite, short size);
 SPRIG_EXPORT short SprGetPenSize(CSprite* sprite);
 SPRIG_EXPORT void SprSetPenColor(CSprite* sprite, unsigned short red, unsigned short green,
                                  unsigned short blue);
 SPRIG_EXPORT void SprGetColor(CSprite* sprite, RGBColor* out);
-/* The colour of the stage under the sprite's centre. */
+/* The colour of the stage under the sprite's centre, into *out. */
 SPRIG_EXPORT void SprGetColorUnder(CSprite* sprite, RGBColor* out);
-/* Is an opaque pixel of the sprite within radius of (h, v)? */
+/* Is an opaque pixel of the sprite within radius of (h, v)? Any values;
+ * a radius of 0 or less finds nothing. */
 SPRIG_EXPORT Boolean SprClicked(CSprite* sprite, int32_t h, int32_t v, int32_t radius);
 /* Is the sprite's pixel at (h, v) opaque? */
 SPRIG_EXPORT Boolean SprIsPtVisible(CSprite* sprite, short h, short v);
 /* Draws the sprite into the background (visible or not). */
 SPRIG_EXPORT void SprStamp(CSprite* sprite);
-/* 1 when a and b overlap in opaque pixels, 0 when not, -1 when an exception
- * passed. */
+/* 1 when a and b overlap in opaque pixels, 0 when not (or when either is
+ * null), -1 when an exception passed. */
 SPRIG_EXPORT int32_t SprCollision(CSprite* a, CSprite* b);
 
 SPRIG_EXTERN_C_END
 
 /* Moves *r by the origin shift (each part taken as 16 bits): stage to host
- * coordinates. Exported with its C++ signature. */
+ * coordinates; nothing for null. Exported with its C++ signature. */
 SPRIG_EXPORT void ShiftRect(Rect* r);
 
 #endif

@@ -1,6 +1,7 @@
 // Pen trails: the side and clip arithmetic, the pieces of wrapped lines (as
 // background pixels and as marked rectangles), dots, the double stroke, the
 // eraser, and where moves start their lines.
+#include <cmath>
 #include <random>
 
 #include "platform/coregraphics.h"
@@ -157,9 +158,21 @@ TEST_F(Pen, ZeroLengthMovesMarkADot)
             }
     EXPECT_EQ(Pending(*list), std::vector<Rect>{R(19, 19, 21, 21)});
 
+    // A round pen's dot is lengthened by 0.001 only: a disc centred on its
+    // point, the four pixels around it covered alike.
+    MakeStage(kWidth, kHeight);
+    Line(10, 10, 10, 10, 2, 1);
+    const uint32_t disc = Pixel(background.get(), 10, 10);
+    EXPECT_NE(disc, kClear);
+    for (int v = 0; v < kHeight; v++)
+        for (int h = 0; h < kWidth; h++)
+            EXPECT_EQ(Pixel(background.get(), h, v),
+                      (h == 9 || h == 10) && (v == 9 || v == 10) ? disc : kClear)
+                << h << "," << v;
+
     // Pen up: nothing drawn, nothing marked.
     Line(5, 5, 30, 25, 3, 0, 255, 0);
-    EXPECT_EQ(Where(kRed).size(), 1u);
+    EXPECT_EQ(Where(kRed).size(), 0u);
     EXPECT_TRUE(Pending(*list).empty());
 }
 
@@ -357,6 +370,193 @@ TEST_F(Pen, EveryChangedPixelIsMarked)
                 }
             }
     }
+}
+
+// The line of DrawLine as the plain loop draws it: every pass in full, no
+// piece skipped, no limit. The reference for long lines.
+void PlainLine(CSpriteList& list, double x1, double y1, double x2, double y2, int penMode,
+               int penSize, RGBColor colour, short opacity, int antialias)
+{
+    const bool erase = penMode == 2;
+    const double o = (antialias == 2 || penSize % 2 != 0) ? 0.5 : 0.0;
+    if (erase) {
+        colour = {0xFFFF, 0xFF77, 0xFFFF};
+        opacity = 255;
+    }
+    CGContextRef c = nullptr;
+    ASSERT_EQ(QDBeginCGContext(list.mBackgroundWorld, &c), noErr);
+    CGContextSetShouldAntialias(c, antialias != 0);
+    CGContextTranslateCTM(c, 0, list.mBounds.Height());
+    CGContextScaleCTM(c, 1, -1);
+    CGContextSetRGBStrokeColor(c, colour.red / 65535.0f, colour.green / 65535.0f,
+                               colour.blue / 65535.0f, opacity / 255.0f);
+    CGContextSetLineWidth(c, antialias ? float(penSize) : float(penSize) - 0.99f);
+    CGContextSetLineCap(c, penSize <= 1 ? kCGLineCapSquare : kCGLineCapRound);
+    CGContextBeginPath(c);
+    const double dot = !antialias ? 0.1 : penSize <= 1 ? 1.0 / 128 : 0.001;
+    if (erase && penSize < 2)
+        penSize = 2;
+    const bool twice = penSize == 1 && opacity == 255 && antialias != 0;
+    CRect k = list.mBounds;
+    k.InflateRect(short(penSize), short(penSize));
+    double ax = x1, ay = y1, bx = x2, by = y2;
+    for (int pass = 0;; pass++) {
+        ASSERT_LT(pass, 100000) << "the plain loop did not end";
+        double sx = ax, sy = ay, ex = bx, ey = by;
+        const int side = CSpriteList::GetClipSide(list.mBounds, SprRound(&sx), SprRound(&sy),
+                                                  SprRound(&ex), SprRound(&ey));
+        CSpriteList::ClipLine(k, ax, ay, ex, ey);
+        CSpriteList::ClipLine(k, bx, by, sx, sy);
+        double px = sx, py = sy, qx = ex, qy = ey;
+        if (antialias != 2) {
+            px = SprRound(&sx), py = SprRound(&sy), qx = SprRound(&ex), qy = SprRound(&ey);
+        }
+        if (std::fabs(px - qx) < 0.001 && std::fabs(py - qy) < 0.001)
+            qx = px + dot, qy = py + dot;
+        for (int times = twice ? 2 : 1; times > 0; times--) {
+            CGContextMoveToPoint(c, float(px + o), float(py + o));
+            CGContextAddLineToPoint(c, float(qx + o), float(qy + o));
+            if (twice && times == 2)
+                CGContextStrokePath(c);
+        }
+        CRect d(std::fmin(sx, ex) - penSize, std::fmin(sy, ey) - penSize,
+                std::fmax(sx, ex) + penSize, std::fmax(sy, ey) + penSize);
+        list.AddDisplayRect(d);
+        if (erase) {
+            SectRect(&d, &list.mBounds, &d);
+            CGContextStrokePath(c);
+            for (int v = d.top; v < d.bottom; v++)
+                for (int h = d.left; h < d.right; h++)
+                    if (Pixel(list.mBackgroundWorld, h, v) == kMarker)
+                        Pixel(list.mBackgroundWorld, h, v) = kErased;
+        }
+        const double w = list.mBounds.Width(), h = list.mBounds.Height();
+        if (side & 1)
+            ax += w, bx += w;
+        if (side & 2)
+            ay += h, by += h;
+        if (side & 4)
+            ax -= w, bx -= w;
+        if (side & 8)
+            ay -= h, by -= h;
+        if (ex == bx && ey == by)
+            break;
+    }
+    if (!erase)
+        CGContextStrokePath(c);
+    QDEndCGContext(list.mBackgroundWorld, &c);
+}
+
+struct PenCase
+{
+    int mode, size, antialias;
+    short opacity;
+};
+
+// Each way of drawing: one stroke at the end (opaque or not, each
+// antialiasing mode), a stroke per piece (opaque one-pixel antialiased pen),
+// and erasing.
+const PenCase kPenCases[] = {
+    {1, 1, 0, 255}, {1, 3, 1, 128}, {1, 2, 2, 200}, {1, 1, 1, 255},
+    {1, 1, 2, 255}, {2, 1, 0, 255}, {2, 4, 2, 255}, {2, 3, 1, 90},
+};
+
+// A background of colours, with marker pixels here and there for the eraser.
+void Scribble(GWorldPtr world, int width, int height)
+{
+    std::mt19937 random(11);
+    for (int v = 0; v < height; v++)
+        for (int h = 0; h < width; h++)
+            Pixel(world, h, v) = random() % 7 == 0 ? kMarker : Word(random() & 0xFF, 90, 40, 255);
+}
+
+// Long lines that go round the stage hundreds of times, drawn by DrawLine
+// (which skips what provably changes nothing) and by the plain loop, give
+// the same pixel words and the same pending rectangles.
+TEST_F(Pen, LongLinesAsThePlainLoopDrawsThem)
+{
+    const double lines[][4] = {
+        {5.3, 10.6, 5.3 + 40 * 150 + 7.2, 10.6},         // along a row
+        {7.5, 3.2, 7.5, 3.2 - 30 * 150 - 11.7},          // along a column
+        {5.3, 10.6, 5.3 + 4321.678, 10.6 + 1234.123},    // across
+        {3, 4, 3 + 40 * 200 + 0.5, 4 + 2.25},            // nearly along a row
+        {20.25, 15.75, 20.25 - 2345.5, 15.75 + 3456.25}, // the other way
+    };
+    World reference = MakeWorld(kWidth, kHeight);
+    Rect bounds = R(0, 0, kWidth, kHeight);
+    CSpriteList plain(reference.get(), reference.get(), reference.get(), &bounds);
+    for (const PenCase& pen : kPenCases)
+        for (const auto& l : lines) {
+            Scribble(background.get(), kWidth, kHeight);
+            Scribble(reference.get(), kWidth, kHeight);
+            RGBColor colour = {0x2000, 0xC000, 0x8000};
+            list->InitRedisplayRects();
+            plain.InitRedisplayRects();
+            list->DrawLine(l[0], l[1], l[2], l[3], pen.mode, pen.size, &colour, pen.opacity, 0,
+                           nullptr, pen.antialias);
+            PlainLine(plain, l[0], l[1], l[2], l[3], pen.mode, pen.size, colour, pen.opacity,
+                      pen.antialias);
+            SCOPED_TRACE(testing::Message()
+                         << "mode " << pen.mode << " size " << pen.size << " antialias "
+                         << pen.antialias << " line to " << l[2] << ", " << l[3]);
+            EXPECT_EQ(Pending(*list), Pending(plain));
+            for (int v = 0; v < kHeight; v++)
+                for (int h = 0; h < kWidth; h++)
+                    ASSERT_EQ(Pixel(background.get(), h, v), Pixel(reference.get(), h, v))
+                        << h << "," << v;
+        }
+}
+
+// A move of 10^12 pixels ends at once. Along a row or a column the loop
+// would draw the same piece again and again, to no effect once the pixels
+// it blends no longer change: the pixels and marks are those of a line that
+// goes round 200 times to the same end. (An antialiased eraser's
+// edge pixels never settle: blended toward the marker until they are the
+// marker, erased, and blended again. Such a line is cut short, and its
+// edges are left as its pieces drawn leave them.)
+TEST_F(Pen, HugeMovesEndWithTheLoopsPixels)
+{
+    World reference = MakeWorld(kWidth, kHeight);
+    Rect bounds = R(0, 0, kWidth, kHeight);
+    CSpriteList plain(reference.get(), reference.get(), reference.get(), &bounds);
+    const double x1 = 10.3, y1 = 12.6;
+    for (const PenCase& pen : kPenCases)
+        for (int axis = 0; axis < 2 && !(pen.mode == 2 && pen.antialias); axis++) {
+            // Right along the row, or up the column; and the same end, 200
+            // stage sizes from the start.
+            const double x2 = axis ? x1 : x1 + 1e12, y2 = axis ? y1 - 1e12 : y1;
+            const double extent = axis ? kHeight : kWidth;
+            const double near =
+                (axis ? y2 : x2) + (axis ? 1 : -1) * extent * (std::floor(1e12 / extent) - 200);
+            Scribble(background.get(), kWidth, kHeight);
+            Scribble(reference.get(), kWidth, kHeight);
+            RGBColor colour = {0x2000, 0xC000, 0x8000};
+            list->InitRedisplayRects();
+            plain.InitRedisplayRects();
+            list->DrawLine(x1, y1, x2, y2, pen.mode, pen.size, &colour, pen.opacity, 0, nullptr,
+                           pen.antialias);
+            PlainLine(plain, x1, y1, axis ? x2 : near, axis ? near : y2, pen.mode, pen.size, colour,
+                      pen.opacity, pen.antialias);
+            SCOPED_TRACE(testing::Message() << "mode " << pen.mode << " size " << pen.size
+                                            << " antialias " << pen.antialias << " axis " << axis);
+            EXPECT_EQ(Pending(*list), Pending(plain));
+            for (int v = 0; v < kHeight; v++)
+                for (int h = 0; h < kWidth; h++)
+                    ASSERT_EQ(Pixel(background.get(), h, v), Pixel(reference.get(), h, v))
+                        << h << "," << v;
+        }
+
+    // Across the stage the loop would take billions of passes: the line is
+    // cut short, and its last piece ends where the sprite lands.
+    MakeStage(kWidth, kHeight);
+    auto* sprite = new CSprite(list.get(), 1);
+    sprite->mPenMode = 1;
+    sprite->mX = 10;
+    sprite->mY = 10;
+    sprite->SetPos(10 + 1e12, 10 + 3.7e11);
+    const int32_t x = SprRound(&sprite->mX), y = SprRound(&sprite->mY);
+    EXPECT_TRUE(x >= 0 && x < kWidth && y >= 0 && y < kHeight);
+    EXPECT_EQ(Pixel(background.get(), x, y), kBlack);
 }
 
 } // namespace

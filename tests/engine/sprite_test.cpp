@@ -1,4 +1,7 @@
+#include <array>
 #include <cmath>
+#include <iomanip>
+#include <random>
 
 #include "tests/engine/stage_fixture.h"
 
@@ -216,6 +219,57 @@ TEST_F(Sprite, WrapKeepsTheFraction)
     EXPECT_EQ(s->mX, -1000);
 }
 
+// Far positions come back exactly where stepping by one stage size at a time
+// brings them, each step with its own rounding, on stages anywhere.
+TEST_F(Sprite, WrapIsTheStepByStepRule)
+{
+    auto stepwise = [](double p, int lo, int hi) {
+        while (SprRound(&p) >= hi)
+            p -= hi - lo;
+        while (SprRound(&p) < lo)
+            p += hi - lo;
+        return p;
+    };
+    // Stages and positions where taking a remainder in one step would land
+    // a last bit away from the steps.
+    std::vector<std::array<double, 3>> cases = {
+        {131000.74768665859, -977, -966}, {-1776.0057912554059, 494, 495},
+        {-130850.48392050607, 710, 712},  {32509.111069134302, -387, -353},
+        {-524163.74755014695, 684, 689},
+    };
+    std::mt19937_64 random(3);
+    for (int i = 0; i < 200; i++) {
+        const int lo = static_cast<int>(random() % 2000) - 1000;
+        const int hi = lo + 1 + static_cast<int>(random() % 50);
+        const double p = std::ldexp(static_cast<double>(random() % (int64_t{1} << 35)), -20) *
+                         (random() % 2 ? 1 : -1);
+        cases.push_back({p, double(lo), double(hi)});
+    }
+    CSprite* s = new CSprite(list.get(), 1);
+    for (const auto& c : cases) {
+        Rect bounds = R(static_cast<int>(c[1]), 0, static_cast<int>(c[2]), 10);
+        list->ReInit(backdrop.get(), background.get(), sprites.get(), &bounds);
+        s->mX = c[0];
+        s->mY = 5;
+        s->WrapXY();
+        ASSERT_EQ(s->mX, stepwise(c[0], static_cast<int>(c[1]), static_cast<int>(c[2])))
+            << std::setprecision(17) << c[0] << " on " << c[1] << ".." << c[2];
+    }
+}
+
+// Positions that round past 32 bits saturate; the rectangle keeps the low
+// 16 bits of the 32-bit arithmetic.
+TEST_F(Sprite, RectangleOfAFarPosition)
+{
+    RegisterSolid(300, 10, 6, kRed);
+    CSprite* s = new CSprite(list.get(), 1);
+    s->mWrap = false;
+    s->SetImage(300, 0);
+    s->mX = -1e300; // rounds to INT32_MIN, whose low 16 bits are 0
+    s->mY = 1e300;  // rounds to INT32_MAX, low 16 bits -1
+    EXPECT_EQ(s->GetRect(), R(-5, -4, 5, 2));
+}
+
 TEST_F(Sprite, StageOfZeroSize)
 {
     for (const Rect& bounds : {R(0, 0, 0, 0), R(0, 0, 480, 0), R(0, 0, 0, 360)}) {
@@ -295,6 +349,22 @@ TEST_F(Sprite, OutputStampAndFrame)
         for (int h = 0; h < 20; h++)
             ASSERT_EQ(Pixel(sprites.get(), h, v), kClear);
     check(background.get(), 0);
+
+    // Scaled to no width, the picture draws nothing but its frame still
+    // outlines its place (10, 9, 10, 12): the outline's left side runs on
+    // column 10 and its right side on column 9.
+    RegisterSolid(301, 4, 40, kRed);
+    s->SetImage(301, 0);
+    s->SetSize(3);
+    s->SetFrame(1);
+    ASSERT_EQ(s->mRect, R(10, 9, 10, 12));
+    FillOffscreen(sprites.get(), kClear);
+    s->Output(sprites.get());
+    for (int v = 0; v < 20; v++)
+        for (int h = 0; h < 20; h++)
+            ASSERT_EQ(Pixel(sprites.get(), h, v),
+                      (h == 9 || h == 10) && v >= 9 && v < 12 ? kBlack : kClear)
+                << h << ", " << v;
 }
 
 // A colorized picture takes the pen colour for its black pixels.
