@@ -20,8 +20,6 @@ namespace {
 double gLastX = 0.0;
 double gLastY = 0.0;
 
-constexpr int32_t kNoPicture = -1;
-
 // Moves r by (dx, dy), each coordinate kept to 16 bits.
 void MoveRect(Rect* r, int16_t dx, int16_t dy)
 {
@@ -162,12 +160,12 @@ void SprDeleteSprite(CSprite* sprite)
 
 int32_t SprSetImage(CSprite* sprite, int32_t image, int32_t unused)
 {
-    return sprite ? sprite->SetImage(image, unused) : kNoPicture;
+    return sprite ? sprite->SetImage(image, unused) : 0;
 }
 
 int32_t SprGetImage(CSprite* sprite)
 {
-    return sprite ? sprite->mImage : kNoPicture;
+    return sprite ? sprite->mImage : 0;
 }
 
 Boolean SprShow(CSprite* sprite, Boolean shown)

@@ -217,8 +217,8 @@ SPRIG_EXPORT int32_t SprRound(const double* value);
  *
  * What every function accepts: a null handle, or a null pointer where a
  * value is read or written, makes the function do nothing and return its
- * "nothing" result: 0, null or false, and -1 (no picture) for SprSetImage
- * and SprGetImage. Every other number is accepted, with the results stated
+ * "nothing" result: 0, null or false (SprSetImage and SprGetImage
+ * answer 0 too). Every other number is accepted, with the results stated
  * at each function; positions that are not finite numbers are ignored. A
  * handle that was deleted, or never was one, is not detected.
  *
