@@ -11,7 +11,7 @@
 
 #include <zlib.h>
 
-#include "tools/file_io.h"
+#include "tools/output_file.h"
 
 namespace {
 
@@ -128,5 +128,5 @@ bool AnimatedPng::Write(const std::string& path, std::string* error) const
 
     out.insert(out.end(), mChunks.begin(), mChunks.end());
     PutChunk(out, "IEND", nullptr, 0);
-    return WriteFileAtomically(path, out.data(), out.size(), error);
+    return WriteOutputFile(path, out.data(), out.size(), error);
 }

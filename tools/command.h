@@ -3,8 +3,21 @@
 #ifndef SPRIG_TOOLS_COMMAND_H
 #define SPRIG_TOOLS_COMMAND_H
 
+#include <cstdint>
 #include <string>
 #include <vector>
+
+// The help of the commands that read pictures and of those that write files.
+#define SPRIG_MAX_PIXELS_HELP                                                                      \
+    "--max-pixels N refuses a picture of more than N pixels (width x height)\n"                    \
+    "from its header, before the rest of the file is read: by default more\n"                      \
+    "than 67108864 (8192 x 8192); N is at most 1073676289 (32767 x 32767). A\n"                    \
+    "file is read no further than 8 bytes for each pixel and 4 for each row\n"                     \
+    "its header announces, plus 16 MiB.\n"
+#define SPRIG_OUTPUT_HELP                                                                          \
+    "An output of - is standard output; an existing FIFO or device is written\n"                   \
+    "in place. A file is replaced only once the whole output is written, and\n"                    \
+    "never when it is an input.\n"
 
 struct ToolCommand
 {
@@ -30,6 +43,9 @@ bool TakeOption(const std::vector<std::string>& args, size_t& i, const char* nam
 
 // Parses a whole decimal number within [low, high].
 bool ParseInt(const std::string& text, long low, long high, long* value);
+
+// Takes every "--max-pixels N" out of args (up to a "--") into *maxPixels.
+bool TakeMaxPixels(std::vector<std::string>* args, uint64_t* maxPixels, std::string* error);
 
 // The arguments of a command that draws one picture:
 // [OUT.png] [--width W] [--height H]. Fill in the defaults before parsing.

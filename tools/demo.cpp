@@ -12,7 +12,7 @@
 #include "tools/apng.h"
 #include "tools/command.h"
 #include "tools/demo_scene.h"
-#include "tools/file_io.h"
+#include "tools/output_file.h"
 
 namespace {
 
@@ -109,7 +109,7 @@ int RunDemo(const std::vector<std::string>& args)
         std::fprintf(stderr, "\n");
     if (!animation.Write(folder + "/demo.png", &error))
         return Fail(error);
-    if (!WriteFileAtomically(folder + "/checksums.txt", checksums.data(), checksums.size(), &error))
+    if (!WriteOutputFile(folder + "/checksums.txt", checksums.data(), checksums.size(), &error))
         return Fail(error);
     std::printf("wrote %ld frames of %d x %d (%ld areas redrawn) and the animation demo.png to "
                 "%s\n",

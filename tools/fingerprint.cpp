@@ -10,6 +10,7 @@
 #include "sprig/platform.h"
 #include "tools/command.h"
 #include "tools/file_io.h"
+#include "tools/packed_file.h"
 #include "tools/world.h"
 
 namespace {
@@ -17,23 +18,14 @@ namespace {
 // Worlds keep their row bytes in 14 bits: 4092 pixels of 4 bytes, padded.
 constexpr int kMaxWorldWidth = 4092;
 
-bool IsPng(const std::vector<uint8_t>& bytes)
-{
-    static const uint8_t kMagic[8] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
-    return bytes.size() >= sizeof kMagic && std::memcmp(bytes.data(), kMagic, sizeof kMagic) == 0;
-}
-
-// Reads a PNG into a new world and takes the fingerprint of its pixels.
-bool FingerprintPng(const std::string& path, char* fingerprint, std::string* error)
+// Copies a decoded PNG into a new world and takes the fingerprint of its
+// pixels.
+bool FingerprintPng(const std::string& path, const PictureFile& file, uint64_t maxPixels,
+                    char* fingerprint, std::string* error)
 {
     PixelImage image;
-    if (!ReadPng(path, &image, error))
+    if (!DecodePng(path, file.Bytes(), file.length, maxPixels, &image, error))
         return false;
-    if (image.width > kMaxWorldWidth) {
-        *error = path + ": " + std::to_string(image.width) + " pixels wide; worlds hold at most " +
-                 std::to_string(kMaxWorldWidth);
-        return false;
-    }
     WorldPtr owner = NewWorld(image.width, image.height, error);
     if (!owner) {
         *error = path + ": " + *error;
@@ -53,33 +45,21 @@ bool FingerprintPng(const std::string& path, char* fingerprint, std::string* err
     return true;
 }
 
-// True when the file carries one of the two packed signatures at bytes 4-11.
-bool HasPackedSignature(const std::vector<uint8_t>& bytes)
+// Expands a checked packed picture of either layout into a world and takes
+// the fingerprint of its pixels.
+bool FingerprintPacked(const std::string& path, PackedFile& file, char* fingerprint,
+                       std::string* error)
 {
-    return bytes.size() >= 12 && (std::memcmp(bytes.data() + 4, Signature, 8) == 0 ||
-                                  std::memcmp(bytes.data() + 4, OldSignature, 8) == 0);
-}
-
-// Checks a packed picture, expands it into a world and takes the fingerprint
-// of its pixels. A picture that fails the check is never decoded.
-bool FingerprintPacked(const std::string& path, const std::vector<uint8_t>& bytes,
-                       const PackedPictureInfo& info, char* fingerprint, std::string* error)
-{
-    if (info.width > kMaxWorldWidth) {
-        *error = path + ": " + std::to_string(info.width) + " pixels wide; worlds hold at most " +
-                 std::to_string(kMaxWorldWidth);
-        return false;
-    }
-    // The decoders read whole words: give them an aligned copy.
-    std::vector<uint32_t> words((bytes.size() + 3) / 4, 0);
-    std::memcpy(words.data(), bytes.data(), bytes.size());
-    int32_t width = 0;
-    int32_t height = 0;
-    int32_t rowBytes = 0;
-    GWorldPtr world = UncompressGWorld(words.data(), &width, &height, &rowBytes);
+    const int32_t width = file.info.width;
+    const int32_t height = file.info.height;
+    int32_t w = 0, h = 0, rowBytes = 0;
+    GWorldPtr world =
+        file.IsSixteenBit()
+            ? Uncompress16(reinterpret_cast<char*>(file.words.data()) + 12, width, height)
+            : UncompressGWorld(file.words.data(), &w, &h, &rowBytes);
     if (!world) {
-        *error = path + ": cannot make a " + std::to_string(info.width) + " x " +
-                 std::to_string(info.height) + " world";
+        *error = path + ": cannot make a " + std::to_string(width) + " x " +
+                 std::to_string(height) + " world";
         return false;
     }
     WorldPtr owner(world);
@@ -88,53 +68,54 @@ bool FingerprintPacked(const std::string& path, const std::vector<uint8_t>& byte
     return true;
 }
 
-// One file: prints its line, or reports its problem and returns false.
-bool FingerprintFile(const std::string& path)
+// One file: prints its line, or says what is wrong with it.
+bool FingerprintFile(const std::string& path, uint64_t maxPixels, std::string* error)
 {
-    std::string error;
-    std::vector<uint8_t> bytes;
-    if (!ReadFileBytes(path, &bytes, &error)) {
-        Fail(error);
+    PictureFile file;
+    if (!ReadPictureFile(path, maxPixels, &file, error))
+        return false;
+    const PictureHeader header = file.header;
+    if (header.kind == PictureKind::kUnknown) {
+        *error = path + ": not a PNG or packed picture";
         return false;
     }
-    if (bytes.size() > UINT32_MAX) {
-        Fail(path + ": too large to fingerprint (more than 4 GiB)");
+    // Refused from the header, before anything is decoded.
+    if (header.hasSize && header.width > kMaxWorldWidth) {
+        *error = path + ": " + std::to_string(header.width) + " pixels wide; worlds hold at most " +
+                 std::to_string(kMaxWorldWidth);
         return false;
     }
     char pixels[17];
-    if (IsPng(bytes)) {
-        if (!FingerprintPng(path, pixels, &error)) {
-            Fail(error);
+    const uint8_t* bytes = file.Bytes();
+    size_t length = file.length;
+    PackedFile packed;
+    if (header.kind == PictureKind::kPng) {
+        if (!FingerprintPng(path, file, maxPixels, pixels, error))
             return false;
-        }
     } else {
-        PackedPictureInfo info;
-        std::memset(&info, 0, sizeof info);
-        if (CheckPackedPicture(bytes.data(), bytes.size(), &info)) {
-            if (!FingerprintPacked(path, bytes, info, pixels, &error)) {
-                Fail(error);
-                return false;
-            }
-        } else if (HasPackedSignature(bytes)) {
-            Fail(path + ": damaged packed picture (" + info.reason + ")");
+        if (!TakePackedFile(path, std::move(file), &packed, error) ||
+            !FingerprintPacked(path, packed, pixels, error))
             return false;
-        } else {
-            Fail(path + ": not a PNG or packed picture");
-            return false;
-        }
+        bytes = packed.Bytes();
+        length = packed.length;
     }
     char md5[33];
-    GetHashBitmap32(bytes.data(), static_cast<uint32_t>(bytes.size()), md5);
+    GetHashBitmap32(bytes, static_cast<uint32_t>(length), md5);
     if (!md5[0]) {
-        Fail(path + ": MD5 is not available from the crypto library");
+        *error = path + ": MD5 is not available from the crypto library";
         return false;
     }
     std::printf("%s %s %s\n", pixels, md5, path.c_str());
     return true;
 }
 
-int RunFingerprint(const std::vector<std::string>& args)
+int RunFingerprint(const std::vector<std::string>& given)
 {
+    std::vector<std::string> args = given;
+    uint64_t maxPixels = kDefaultMaxPixels;
+    std::string error;
+    if (!TakeMaxPixels(&args, &maxPixels, &error))
+        return Fail(error);
     std::vector<std::string> files;
     bool options = true;
     for (const std::string& arg : args) {
@@ -151,8 +132,10 @@ int RunFingerprint(const std::vector<std::string>& args)
         return Fail("fingerprint: no files given (see sprig fingerprint --help)");
     bool ok = true;
     for (const std::string& path : files) {
-        if (!FingerprintFile(path))
+        if (!FingerprintFile(path, maxPixels, &error)) {
+            Fail(error);
             ok = false;
+        }
         std::fflush(stdout);
     }
     return ok ? 0 : 1;
@@ -160,9 +143,10 @@ int RunFingerprint(const std::vector<std::string>& args)
 
 const CommandRegistration registration({
     "fingerprint",
-    "FILE...",
+    "FILE... [--max-pixels N]",
     "print the pixel fingerprint and the MD5 of picture files",
-    "For each PNG file or packed picture, prints one line:\n"
+    "For each PNG file or packed picture (either 32-bit encoding or the\n"
+    "sixteen-bit layout), prints one line:\n"
     "\n"
     "  PIXELS MD5 FILE\n"
     "\n"
@@ -172,7 +156,8 @@ const CommandRegistration registration({
     "or is not a picture is reported on standard error and the others are still\n"
     "done; the exit status is then 1. Packed pictures are checked before they are\n"
     "expanded. Pictures wider than 4092 pixels do not fit a world and are\n"
-    "reported too.\n",
+    "reported too, from their header.\n"
+    "\n" SPRIG_MAX_PIXELS_HELP,
     RunFingerprint,
 });
 

@@ -6,16 +6,20 @@
 
 namespace {
 
-int RunInfo(const std::vector<std::string>& args)
+int RunInfo(const std::vector<std::string>& given)
 {
+    std::vector<std::string> args = given;
+    uint64_t maxPixels = kDefaultMaxPixels;
+    std::string error;
+    if (!TakeMaxPixels(&args, &maxPixels, &error))
+        return Fail(error);
     for (const std::string& arg : args)
         if (arg.size() > 1 && arg[0] == '-')
             return Fail("info: unknown option '" + arg + "' (see sprig info --help)");
     if (args.size() != 1)
         return Fail("info wants one packed picture file (see sprig info --help)");
     PackedFile file;
-    std::string error;
-    if (!LoadPackedFile(args[0], &file, &error))
+    if (!LoadPackedFile(args[0], maxPixels, &file, &error))
         return Fail(error);
     const PackedPictureInfo& info = file.info;
     const double raw = 4.0 * info.width * info.height;
@@ -38,11 +42,12 @@ int RunInfo(const std::vector<std::string>& args)
 
 const CommandRegistration registration({
     "info",
-    "IN",
+    "IN [--max-pixels N]",
     "describe a packed picture file",
     "Prints the layout, encoding, width, height, size in bytes, packets by kind\n"
     "and the ratio of the size to the raw 32-bit size (4 x width x height) of\n"
-    "the packed picture in IN. A damaged file is reported as sprig check does.\n",
+    "the packed picture in IN. A damaged file is reported as sprig check does.\n"
+    "\n" SPRIG_MAX_PIXELS_HELP,
     RunInfo,
 });
 

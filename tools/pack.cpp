@@ -1,85 +1,65 @@
 // sprig pack: a PNG file into a packed picture file.
 #include <cstdio>
-#include <cstdlib>
-#include <memory>
 
-#include "sprig/foundation.h"
-#include "sprig/packing.h"
 #include "tools/command.h"
 #include "tools/file_io.h"
+#include "tools/output_file.h"
+#include "tools/packed_file.h"
 
 namespace {
 
-struct FreeDeleter
-{
-    void operator()(void* p) const { std::free(p); }
-};
-
-// A pixel word as a 16-bit value: alpha below 128 is transparent (0xFFFF),
-// anything else keeps the top five bits of each channel.
-// [BBBBBBBB][GGGGGGGG][RRRRRRRR][AAAAAAAA] -> [0][RRRRR][GGGGG][BBBBB]
-uint32_t To16(uint32_t pixel)
-{
-    if ((pixel & 0xFF) < 0x80)
-        return 0xFFFF;
-    return (uint32_t{RGBToWord[(pixel >> 8) & 0xFF]} << 10) |
-           (uint32_t{RGBToWord[(pixel >> 16) & 0xFF]} << 5) | RGBToWord[pixel >> 24];
-}
-
 int RunPack(const std::vector<std::string>& args)
 {
-    std::vector<std::string> files;
+    std::vector<std::string> files = args;
+    uint64_t maxPixels = kDefaultMaxPixels;
+    std::string error;
+    if (!TakeMaxPixels(&files, &maxPixels, &error))
+        return Fail(error);
     bool sixteen = false;
-    for (const std::string& arg : args) {
-        if (arg == "--sixteen")
+    for (size_t i = 0; i < files.size();) {
+        if (files[i] == "--sixteen") {
             sixteen = true;
-        else if (arg.size() > 1 && arg[0] == '-')
-            return Fail("pack: unknown option '" + arg + "' (see sprig pack --help)");
-        else
-            files.push_back(arg);
+            files.erase(files.begin() + long(i));
+        } else if (files[i].size() > 1 && files[i][0] == '-') {
+            return Fail("pack: unknown option '" + files[i] + "' (see sprig pack --help)");
+        } else {
+            i++;
+        }
     }
     if (files.size() != 2)
         return Fail("pack wants an input PNG and an output file (see sprig pack --help)");
     const std::string& in = files[0];
-    const std::string& out = files[1];
 
+    // The output first: a bad one is reported before any work, and the
+    // temporary file is there to clean up whenever the command stops.
+    OutputFile out;
     PixelImage image;
-    std::string error;
-    if (!ReadPng(in, &image, &error))
+    if (!out.Open(files[1], {in}, &error) || !ReadPng(in, maxPixels, &image, &error))
         return Fail(error);
-    std::unique_ptr<uint32_t, FreeDeleter> packed;
-    uint32_t size = 0;
-    if (sixteen) {
-        std::vector<uint32_t> values(image.pixels.size());
-        for (size_t i = 0; i < values.size(); i++)
-            values[i] = To16(image.pixels[i]);
-        CPackedPict pict(image.width, image.height, image.width, values.data());
-        packed.reset(pict.GetPackedData(size));
-    } else {
-        packed.reset(
-            CompressBuffer(image.pixels.data(), image.width, image.height, 4 * image.width));
-        if (packed)
-            size = packed.get()[0];
-    }
-    if (!packed)
-        return Fail(in + ": not enough memory to pack a " + std::to_string(image.width) + " x " +
-                    std::to_string(image.height) + " picture");
-    if (!WriteFileAtomically(out, packed.get(), size, &error))
+    const int width = image.width;
+    const int height = image.height;
+    PackedBlock packed;
+    if (!PackImage(std::move(image), sixteen, &packed))
+        return Fail(in + ": not enough memory to pack a " + std::to_string(width) + " x " +
+                    std::to_string(height) + " picture");
+    if (!out.Write(packed.data.get(), packed.size, &error) || !out.Commit(&error))
         return Fail(error);
-    const double raw = 4.0 * image.width * image.height;
-    std::printf("wrote %s (%d x %d, %u bytes, %.3f of the raw 32-bit size)\n", out.c_str(),
-                image.width, image.height, size, size / raw);
+    if (!out.SharesStandardOutput())
+        std::printf("wrote %s (%d x %d, %u bytes, %.3f of the raw 32-bit size)\n",
+                    out.Path().c_str(), width, height, packed.size,
+                    packed.size / (4.0 * width * height));
     return 0;
 }
 
 const CommandRegistration registration({
     "pack",
-    "IN.png OUT [--sixteen]",
+    "IN.png OUT [--sixteen] [--max-pixels N]",
     "pack a PNG into a packed picture file",
     "Reads IN.png (straight alpha) and writes OUT holding exactly the packed\n"
     "picture's bytes: the current 32-bit encoding, which keeps every pixel.\n"
     "With --sixteen, writes the sixteen-bit layout instead: each colour keeps\n"
-    "five bits a channel, and pixels with alpha below 128 become transparent.\n",
+    "five bits a channel, and pixels with alpha below 128 become transparent.\n"
+    "\n" SPRIG_OUTPUT_HELP "\n" SPRIG_MAX_PIXELS_HELP,
     RunPack,
 });
 

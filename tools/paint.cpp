@@ -4,7 +4,7 @@
 #include <memory>
 
 #include "tools/command.h"
-#include "tools/file_io.h"
+#include "tools/output_file.h"
 #include "tools/paint_scene.h"
 #include "tools/world.h"
 
@@ -17,16 +17,18 @@ int RunPaint(const std::vector<std::string>& args)
     if (!ParsePictureArgs(args, "paint", kPaintSceneMinWidth, kPaintSceneMinHeight, &parsed,
                           &error))
         return Fail(error);
-    const std::string& out = parsed.out;
     const long width = parsed.width;
     const long height = parsed.height;
 
+    OutputFile out;
     WorldPtr world = NewWorld(static_cast<int>(width), static_cast<int>(height), &error);
     if (!world)
         return Fail(error);
-    if (!PaintSampleScene(world.get(), &error) || !WriteWorldPng(out, world.get(), &error))
+    if (!out.Open(parsed.out, {}, &error) || !PaintSampleScene(world.get(), &error) ||
+        !WriteWorldPng(out, world.get(), &error) || !out.Commit(&error))
         return Fail(error);
-    std::printf("wrote %s (%ld x %ld)\n", out.c_str(), width, height);
+    if (!out.SharesStandardOutput())
+        std::printf("wrote %s (%ld x %ld)\n", out.Path().c_str(), width, height);
     return 0;
 }
 
@@ -38,7 +40,8 @@ const CommandRegistration registration({
     "round brush lines, a spray of dots, an ellipse filled with a texture, a\n"
     "rectangle outline, and an erase stroke that leaves a transparent track.\n"
     "The picture is W x H (default 320 x 240, at least 64 x 48) and goes to\n"
-    "OUT.png (default paint.png).\n",
+    "OUT.png (default paint.png).\n"
+    "\n" SPRIG_OUTPUT_HELP,
     RunPaint,
 });
 

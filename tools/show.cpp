@@ -9,15 +9,11 @@
 #include "sprig/packing.h"
 #include "tools/command.h"
 #include "tools/file_io.h"
+#include "tools/output_file.h"
 #include "tools/packed_file.h"
 #include "tools/world.h"
 
 namespace {
-
-struct FreeDeleter
-{
-    void operator()(uint32_t* block) const { std::free(block); }
-};
 
 // The first colorized number, and a plain one: a tint needs a colorized slot.
 constexpr int32_t kColorizedNumber = 0;
@@ -62,8 +58,13 @@ bool Register(PackedFile& file, int32_t number, std::string* error)
     return true;
 }
 
-int RunShow(const std::vector<std::string>& args)
+int RunShow(const std::vector<std::string>& given)
 {
+    std::vector<std::string> args = given;
+    uint64_t maxPixels = kDefaultMaxPixels;
+    std::string error;
+    if (!TakeMaxPixels(&args, &maxPixels, &error))
+        return Fail(error);
     std::vector<std::string> paths;
     long scale = 40;
     long opacity = 255;
@@ -90,10 +91,17 @@ int RunShow(const std::vector<std::string>& args)
     if (paths.size() != 2)
         return Fail("show wants a packed picture and an output PNG (see sprig show --help)");
 
+    OutputFile out;
     PackedFile file;
-    std::string error;
-    if (!LoadPackedFile(paths[0], &file, &error))
+    if (!out.Open(paths[1], {paths[0]}, &error) ||
+        !LoadPackedFile(paths[0], maxPixels, &file, &error))
         return Fail(error);
+    // The pool's scaled copy is as large as the picture drawn.
+    const int64_t shownWidth = int64_t{file.info.width} * scale / 40;
+    const int64_t shownHeight = int64_t{file.info.height} * scale / 40;
+    if (uint64_t(shownWidth * shownHeight) > maxPixels)
+        return Fail(PixelLimitError(paths[0] + " at scale " + std::to_string(scale), shownWidth,
+                                    shownHeight, maxPixels));
     const int32_t number = tinted ? kColorizedNumber : GetFreeImageNumber();
     if (!Register(file, number, &error))
         return Fail(paths[0] + ": " + error);
@@ -121,16 +129,17 @@ int RunShow(const std::vector<std::string>& args)
     } catch (...) {
         return Fail(paths[0] + ": drawing the picture failed");
     }
-    if (!WriteWorldPng(paths[1], world.get(), &error))
+    if (!WriteWorldPng(out, world.get(), &error) || !out.Commit(&error))
         return Fail(error);
-    std::printf("wrote %s (%d x %d, scale %ld, opacity %ld%s)\n", paths[1].c_str(), width, height,
-                scale, opacity, tinted ? ", tinted" : "");
+    if (!out.SharesStandardOutput())
+        std::printf("wrote %s (%d x %d, scale %ld, opacity %ld%s)\n", paths[1].c_str(), width,
+                    height, scale, opacity, tinted ? ", tinted" : "");
     return 0;
 }
 
 const CommandRegistration registration({
     "show",
-    "IN OUT.png [--scale N] [--opacity N] [--tint RRGGBB]",
+    "IN OUT.png [--scale N] [--opacity N] [--tint RRGGBB] [--max-pixels N]",
     "draw a packed picture through the picture pool as a sprite shows it",
     "Registers the packed picture IN (either 32-bit encoding or the sixteen-bit\n"
     "layout) in the picture pool and draws it as a sprite would: at --scale N\n"
@@ -138,7 +147,9 @@ const CommandRegistration registration({
     "pool's scaled copy; at --opacity N (0 to 255, default 255), through its\n"
     "faded copy; and with --tint, as a colorized picture tinted with the pen\n"
     "colour RRGGBB (black parts take the colour, the rest disappears). Writes\n"
-    "the result over a transparent background to OUT.png.\n",
+    "the result over a transparent background to OUT.png.\n"
+    "\n" SPRIG_OUTPUT_HELP "\n" SPRIG_MAX_PIXELS_HELP
+    "The limit holds for the picture drawn at its scale as well.\n",
     RunShow,
 });
 

@@ -6,6 +6,7 @@
 #include <map>
 
 #include "tools/command.h"
+#include "tools/file_io.h"
 
 namespace {
 
@@ -64,6 +65,27 @@ bool ParseInt(const std::string& text, long low, long high, long* value)
     return true;
 }
 
+bool TakeMaxPixels(std::vector<std::string>* args, uint64_t* maxPixels, std::string* error)
+{
+    for (size_t i = 0; i < args->size() && (*args)[i] != "--";) {
+        if ((*args)[i] != "--max-pixels") {
+            i++;
+            continue;
+        }
+        long value = 0;
+        const bool given = i + 1 < args->size();
+        if (!given || !ParseInt((*args)[i + 1], 1, long{kLargestMaxPixels}, &value)) {
+            *error = "--max-pixels wants a whole number of pixels from 1 to " +
+                     std::to_string(kLargestMaxPixels) +
+                     (given ? ", not '" + (*args)[i + 1] + "'" : std::string());
+            return false;
+        }
+        *maxPixels = static_cast<uint64_t>(value);
+        args->erase(args->begin() + long(i), args->begin() + long(i) + 2);
+    }
+    return true;
+}
+
 bool ParsePictureArgs(const std::vector<std::string>& args, const char* command, long minWidth,
                       long minHeight, PictureArgs* parsed, std::string* error)
 {
@@ -82,7 +104,7 @@ bool ParsePictureArgs(const std::vector<std::string>& args, const char* command,
                          " to 4092, not '" + value + "'";
                 return false;
             }
-        } else if (args[i][0] == '-' || haveOut) {
+        } else if ((args[i].size() > 1 && args[i][0] == '-') || haveOut) {
             *error = std::string(command) + ": unexpected argument '" + args[i] + "' (see sprig " +
                      command + " --help)";
             return false;

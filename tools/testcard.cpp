@@ -5,7 +5,7 @@
 
 #include "sprig/foundation.h"
 #include "tools/command.h"
-#include "tools/file_io.h"
+#include "tools/output_file.h"
 #include "tools/world.h"
 
 namespace {
@@ -126,12 +126,12 @@ int RunTestcard(const std::vector<std::string>& args)
     std::string error;
     if (!ParsePictureArgs(args, "testcard", 64, 96, &parsed, &error))
         return Fail(error);
-    const std::string& out = parsed.out;
     const long width = parsed.width;
     const long height = parsed.height;
 
+    OutputFile out;
     WorldPtr owner = NewWorld(static_cast<int>(width), static_cast<int>(height), &error);
-    if (!owner)
+    if (!owner || !out.Open(parsed.out, {}, &error))
         return Fail(error);
     GWorldPtr world = owner.get();
     {
@@ -147,9 +147,10 @@ int RunTestcard(const std::vector<std::string>& args)
         DrawEnlargedTile(world, 4, h / 2 + 3 * band + 2);
         DrawPenFigure(w - square - 4, h / 2 + 3 * band + 2, square);
     }
-    if (!WriteWorldPng(out, world, &error))
+    if (!WriteWorldPng(out, world, &error) || !out.Commit(&error))
         return Fail(error);
-    std::printf("wrote %s (%ld x %ld)\n", out.c_str(), width, height);
+    if (!out.SharesStandardOutput())
+        std::printf("wrote %s (%ld x %ld)\n", out.Path().c_str(), width, height);
     return 0;
 }
 
@@ -160,7 +161,8 @@ const CommandRegistration registration({
     "Draws colour bars, a grey ramp beside its 16-bit reduction, red at 16 levels\n"
     "of alpha, an 8 x 8 tile enlarged 4 times by CopyBits and a figure drawn with\n"
     "a 3-pixel pen, into a W x H world (default 320 x 240), and writes it to\n"
-    "OUT.png (default testcard.png).\n",
+    "OUT.png (default testcard.png).\n"
+    "\n" SPRIG_OUTPUT_HELP,
     RunTestcard,
 });
 

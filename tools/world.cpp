@@ -1,6 +1,6 @@
 #include "tools/world.h"
 
-#include "tools/file_io.h"
+#include "tools/output_file.h"
 
 WorldPtr NewWorld(int width, int height, std::string* error)
 {
@@ -25,11 +25,17 @@ uint32_t* WorldRow(GWorldPtr world, int v)
     return reinterpret_cast<uint32_t*>(GetPixBaseAddr(pm) + v * GetPixRowBytes(pm));
 }
 
-bool WriteWorldPng(const std::string& path, GWorldPtr world, std::string* error)
+bool WriteWorldPng(OutputFile& out, GWorldPtr world, std::string* error)
 {
     Rect bounds;
     GetPortBounds(world, &bounds);
     PixMapHandle pm = GetGWorldPixMap(world);
-    return WritePng(path, reinterpret_cast<const uint32_t*>(GetPixBaseAddr(pm)), bounds.right,
+    return WritePng(out, reinterpret_cast<const uint32_t*>(GetPixBaseAddr(pm)), bounds.right,
                     bounds.bottom, GetPixRowBytes(pm), error);
+}
+
+bool WriteWorldPng(const std::string& path, GWorldPtr world, std::string* error)
+{
+    OutputFile out;
+    return out.Open(path, {}, error) && WriteWorldPng(out, world, error) && out.Commit(error);
 }

@@ -8,6 +8,8 @@
 
 #include "sprig/platform.h"
 
+class OutputFile;
+
 struct WorldDeleter
 {
     void operator()(OpaqueGrafPtr* world) const { DisposeGWorld(world); }
@@ -21,7 +23,9 @@ WorldPtr NewWorld(int width, int height, std::string* error);
 // The first pixel word of row v.
 uint32_t* WorldRow(GWorldPtr world, int v);
 
-// Writes the whole world to path as a PNG with straight alpha.
+// Writes the whole world as a PNG with straight alpha, to an open output or
+// to a file of its own.
+bool WriteWorldPng(OutputFile& out, GWorldPtr world, std::string* error);
 bool WriteWorldPng(const std::string& path, GWorldPtr world, std::string* error);
 
 #endif

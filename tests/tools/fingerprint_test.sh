@@ -75,6 +75,16 @@ grep -q "wide.pict: 4093 pixels wide" "$work/err.txt" || fail "wide packed pictu
 [ "$(wc -l <"$work/err.txt")" -eq 2 ] || fail "expected two error lines: $(cat "$work/err.txt")"
 [ "$(cut -d' ' -f1 "$work/out.txt")" = 0000341200000000 ] || fail "cur.pict after bad ones"
 
+# A sixteen-bit packed picture has the pixels of the PNG it unpacks to.
+"$SPRIG" pack --sixteen "$work/card.png" "$work/card16.pict" >/dev/null || fail "pack failed"
+"$SPRIG" unpack "$work/card16.pict" "$work/card16.png" >/dev/null || fail "unpack failed"
+expect_status 0 "$SPRIG" fingerprint "$work/card16.pict" "$work/card16.png"
+read -r pict16_pixels pict16_md5 _ < <(sed -n 1p "$work/out.txt")
+read -r png16_pixels _ _ < <(sed -n 2p "$work/out.txt")
+[ "$pict16_pixels" = "$png16_pixels" ] && [ "$pict16_pixels" != "$card_pixels" ] ||
+    fail "card16.pict: $(cat "$work/out.txt")"
+[ "$pict16_md5" = "$(md5 "$work/card16.pict")" ] || fail "card16.pict: MD5 is not the file's"
+
 # Bad files: one line each on standard error naming the file, the good files
 # still printed, exit status 1 at the end.
 echo "not a picture" >"$work/text.txt"
