@@ -31,9 +31,12 @@ bool RecordFitsPicture(const char* recordBytes)
         return false;
     PictureRecord record;
     std::memcpy(&record, recordBytes, sizeof record);
-    PackedPictureInfo info;
-    return CheckPackedPicture(record.data, record.size, &info) && info.width == record.width &&
-           info.height == record.height;
+    if (!CheckPackedPicture(record.data, record.size, nullptr))
+        return false;
+    // Header words 4 and 5, inside the picture the check has just passed.
+    int32_t size[2];
+    std::memcpy(size, static_cast<const char*>(record.data) + 16, sizeof size);
+    return size[0] == record.width && size[1] == record.height;
 }
 
 void StoreCheckedPicture(CImagePool& pool, int32_t number, char* record)
