@@ -240,6 +240,8 @@ class RepetitionReporter : public RatioReporter
         RatioReporter::ReportRuns(runs);
     }
 
+    // Every repetition's time of a benchmark by its name with arguments;
+    // empty when it did not run.
     const std::vector<double>& Repetitions(const std::string& name) { return mRepetitions[name]; }
 
   private:
@@ -248,6 +250,8 @@ class RepetitionReporter : public RatioReporter
 
 double Median(std::vector<double> values)
 {
+    if (values.empty())
+        return NAN;
     std::sort(values.begin(), values.end());
     const size_t n = values.size();
     return n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
@@ -299,7 +303,7 @@ int main(int argc, char** argv)
                     name, s.packed[0], Median(with) / 1000, Median(without) / 1000, with.size(),
                     Median(ratios), *std::min_element(ratios.begin(), ratios.end()),
                     *std::max_element(ratios.begin(), ratios.end()),
-                    100 * check / reporter.Time("BM_Uncompress" + a));
+                    100 * check / Median(reporter.Repetitions("BM_Uncompress" + a)));
     }
     return 0;
 }

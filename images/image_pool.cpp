@@ -34,9 +34,9 @@ bool RecordFitsPicture(const char* recordBytes)
     if (!CheckPackedPicture(record.data, record.size, nullptr))
         return false;
     // Header words 4 and 5, inside the picture the check has just passed.
-    int32_t size[2];
-    std::memcpy(size, static_cast<const char*>(record.data) + 16, sizeof size);
-    return size[0] == record.width && size[1] == record.height;
+    int32_t sides[2];
+    std::memcpy(sides, static_cast<const char*>(record.data) + 16, sizeof sides);
+    return sides[0] == record.width && sides[1] == record.height;
 }
 
 void StoreCheckedPicture(CImagePool& pool, int32_t number, char* record)
