@@ -1,14 +1,23 @@
 // Expanding and packing packed pictures, side by side with memcpy of the
 // expanded bytes (the bandwidth limit) and with libpng decoding the same
-// picture from a PNG held in memory (what a host would otherwise store).
+// picture from a PNG held in memory (what a host would otherwise store);
+// and registering a packed picture in the pool, side by side with storing it
+// without the check that guards the pool.
 //
 // Two 256 x 256 pictures: a sprite (transparent surroundings, an opaque
-// two-colour shape with soft edges) and noise (every pixel different).
-// After the runs the ratios are printed; the aims for the sprite are
-// libpng / Uncompress >= 10 and Uncompress / memcpy <= 3.
+// two-colour shape with soft edges) and noise (every pixel different); the
+// registration also takes pairs (runs of two, the most packets a picture of
+// that many bytes can hold, the check's worst case). After the runs the
+// ratios are printed; the aims for the sprite are libpng / Uncompress >= 10
+// and Uncompress / memcpy <= 3, and for every picture a registration with
+// the check within 1.10 of one without.
+//
+// Run with --benchmark_repetitions=N --benchmark_enable_random_interleaving
+// for medians and ranges over interleaved repetitions.
 #include <benchmark/benchmark.h>
 #include <png.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -21,6 +30,7 @@
 
 #include "bench/bench_pictures.h"
 #include "bench/ratio_reporter.h"
+#include "images/image_pool_p.h"
 #include "sprig/packing.h"
 
 namespace {
@@ -51,6 +61,22 @@ std::vector<uint32_t> NoisePixels()
     return pixels;
 }
 
+// Runs of two: A A B B A A ..., each pair a run packet of its own.
+std::vector<uint32_t> PairPixels()
+{
+    std::vector<uint32_t> pixels(kSize * kSize);
+    for (size_t i = 0; i < pixels.size(); i++)
+        pixels[i] = (i / 2) % 2 ? Word(10, 20, 30, 255) : Word(200, 100, 50, 128);
+    return pixels;
+}
+
+enum Kind
+{
+    kNoise = 0,
+    kSprite = 1,
+    kPairs = 2
+};
+
 struct Subject
 {
     std::vector<uint32_t> pixels;
@@ -77,12 +103,12 @@ std::vector<uint8_t> EncodePng(const std::vector<uint32_t>& pixels)
     return bytes;
 }
 
-Subject& GetSubject(bool sprite)
+Subject& GetSubject(int64_t kind)
 {
-    static Subject subjects[2];
-    Subject& s = subjects[sprite ? 0 : 1];
+    static Subject subjects[3];
+    Subject& s = subjects[kind];
     if (!s.packed) {
-        s.pixels = sprite ? SpritePixels() : NoisePixels();
+        s.pixels = kind == kSprite ? SpritePixels() : kind == kNoise ? NoisePixels() : PairPixels();
         s.packed = CompressBuffer(s.pixels.data(), kSize, kSize, 4 * kSize);
         s.png = EncodePng(s.pixels);
     }
@@ -91,7 +117,7 @@ Subject& GetSubject(bool sprite)
 
 void BM_Uncompress(benchmark::State& state)
 {
-    Subject& s = GetSubject(state.range(0) != 0);
+    Subject& s = GetSubject(state.range(0));
     for (auto _ : state) {
         int32_t width, height, rowBytes;
         uint32_t* pixels = Uncompress(s.packed, &width, &height, &rowBytes);
@@ -104,7 +130,7 @@ void BM_Uncompress(benchmark::State& state)
 
 void BM_Memcpy(benchmark::State& state)
 {
-    Subject& s = GetSubject(state.range(0) != 0);
+    Subject& s = GetSubject(state.range(0));
     std::vector<uint32_t> out(s.pixels.size());
     for (auto _ : state) {
         std::memcpy(out.data(), s.pixels.data(), 4 * s.pixels.size());
@@ -116,7 +142,7 @@ void BM_Memcpy(benchmark::State& state)
 
 void BM_LibpngDecode(benchmark::State& state)
 {
-    Subject& s = GetSubject(state.range(0) != 0);
+    Subject& s = GetSubject(state.range(0));
     std::vector<uint32_t> out(s.pixels.size());
     for (auto _ : state) {
         png_image image;
@@ -134,7 +160,7 @@ void BM_LibpngDecode(benchmark::State& state)
 
 void BM_Compress(benchmark::State& state)
 {
-    Subject& s = GetSubject(state.range(0) != 0);
+    Subject& s = GetSubject(state.range(0));
     for (auto _ : state) {
         uint32_t* packed = CompressBuffer(s.pixels.data(), kSize, kSize, 4 * kSize);
         benchmark::DoNotOptimize(packed);
@@ -145,7 +171,7 @@ void BM_Compress(benchmark::State& state)
 
 void BM_LibpngEncode(benchmark::State& state)
 {
-    Subject& s = GetSubject(state.range(0) != 0);
+    Subject& s = GetSubject(state.range(0));
     std::vector<uint8_t> out(s.png.size() * 2 + 4096);
     for (auto _ : state) {
         png_image image;
@@ -161,19 +187,82 @@ void BM_LibpngEncode(benchmark::State& state)
     state.SetBytesProcessed(state.iterations() * 4 * kSize * kSize);
 }
 
-// Argument 1: the sprite; 0: noise.
-BENCHMARK(BM_Uncompress)->Arg(1)->Arg(0);
+// Registering the picture in the pool, replacing the slot's picture each
+// time: with the check (SetCompressedImage), and storing it unchecked.
+constexpr int32_t kSlot = 300;
+
+PictureRecord RecordOf(const Subject& s)
+{
+    return PictureRecord{kSize, kSize, s.packed[0], s.packed};
+}
+
+void BM_Register(benchmark::State& state)
+{
+    PictureRecord record = RecordOf(GetSubject(state.range(0)));
+    for (auto _ : state) {
+        const int32_t result = SetCompressedImage(kSlot, reinterpret_cast<char*>(&record));
+        benchmark::DoNotOptimize(result);
+    }
+    if (GetImageWidth(kSlot) != kSize)
+        state.SkipWithError("the picture was refused");
+    ResetFreeImage(kSlot);
+}
+
+void BM_RegisterUnchecked(benchmark::State& state)
+{
+    PictureRecord record = RecordOf(GetSubject(state.range(0)));
+    for (auto _ : state) {
+        StoreCheckedPicture(gImagePool, kSlot, reinterpret_cast<char*>(&record));
+        benchmark::ClobberMemory();
+    }
+    ResetFreeImage(kSlot);
+}
+
+// Argument 1: the sprite; 0: noise; 2: pairs.
+BENCHMARK(BM_Uncompress)->Arg(1)->Arg(0)->Arg(2);
 BENCHMARK(BM_Memcpy)->Arg(1)->Arg(0);
 BENCHMARK(BM_LibpngDecode)->Arg(1)->Arg(0);
 BENCHMARK(BM_Compress)->Arg(1)->Arg(0);
 BENCHMARK(BM_LibpngEncode)->Arg(1)->Arg(0);
+BENCHMARK(BM_Register)->Arg(1)->Arg(0)->Arg(2);
+BENCHMARK(BM_RegisterUnchecked)->Arg(1)->Arg(0)->Arg(2);
+
+// Keeps the time of every repetition, so that the registration's ratio can
+// be given as the median over repetitions with its range.
+class RepetitionReporter : public RatioReporter
+{
+  public:
+    void ReportRuns(const std::vector<Run>& runs) override
+    {
+        for (const Run& run : runs)
+            if (!run.error_occurred && run.run_type == Run::RT_Iteration)
+                mRepetitions[run.run_name.str()].push_back(run.GetAdjustedRealTime());
+        RatioReporter::ReportRuns(runs);
+    }
+
+    // Every repetition's time of a benchmark by its name with arguments;
+    // empty when it did not run.
+    const std::vector<double>& Repetitions(const std::string& name) { return mRepetitions[name]; }
+
+  private:
+    std::map<std::string, std::vector<double>> mRepetitions;
+};
+
+double Median(std::vector<double> values)
+{
+    if (values.empty())
+        return NAN;
+    std::sort(values.begin(), values.end());
+    const size_t n = values.size();
+    return n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
+}
 
 } // namespace
 
 int main(int argc, char** argv)
 {
     benchmark::Initialize(&argc, argv);
-    RatioReporter reporter;
+    RepetitionReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
     benchmark::Shutdown();
     for (const auto& [arg, name] : {std::pair<const char*, const char*>{"1", "sprite"},
@@ -184,7 +273,7 @@ int main(int argc, char** argv)
         const double decode = reporter.Time("BM_LibpngDecode" + a);
         const double pack = reporter.Time("BM_Compress" + a);
         const double encode = reporter.Time("BM_LibpngEncode" + a);
-        const Subject& s = GetSubject(arg[0] == '1');
+        const Subject& s = GetSubject(arg[0] - '0');
         std::printf("%-6s packed %u bytes, PNG %zu bytes, raw %d bytes\n", name, s.packed[0],
                     s.png.size(), 4 * kSize * kSize);
         std::printf("%-6s expand: libpng decode / Uncompress = %.1fx (aim >= 10), "
@@ -192,6 +281,29 @@ int main(int argc, char** argv)
                     name, decode / expand, expand / memcpyTime);
         std::printf("%-6s pack:   libpng encode / Compress = %.1fx, Compress / memcpy = %.2fx\n",
                     name, encode / pack, pack / memcpyTime);
+    }
+    for (const auto& [arg, name] : {std::pair<const char*, const char*>{"1", "sprite"},
+                                    std::pair<const char*, const char*>{"0", "noise"},
+                                    std::pair<const char*, const char*>{"2", "pairs"}}) {
+        const std::string a = std::string("/") + arg;
+        const std::vector<double>& with = reporter.Repetitions("BM_Register" + a);
+        const std::vector<double>& without = reporter.Repetitions("BM_RegisterUnchecked" + a);
+        if (with.empty() || with.size() != without.size())
+            continue;
+        // Repetition i of one against repetition i of the other: with
+        // interleaving they ran close together.
+        std::vector<double> ratios;
+        for (size_t i = 0; i < with.size(); i++)
+            ratios.push_back(with[i] / without[i]);
+        const Subject& s = GetSubject(arg[0] - '0');
+        const double check = Median(with) - Median(without);
+        std::printf("%-6s register %u bytes: checked %.2f us, unchecked %.2f us (medians of %zu); "
+                    "checked / unchecked = %.2f, range %.2f-%.2f (aim <= 1.10); "
+                    "the check is %.1f%% of one Uncompress\n",
+                    name, s.packed[0], Median(with) / 1000, Median(without) / 1000, with.size(),
+                    Median(ratios), *std::min_element(ratios.begin(), ratios.end()),
+                    *std::max_element(ratios.begin(), ratios.end()),
+                    100 * check / Median(reporter.Repetitions("BM_Uncompress" + a)));
     }
     return 0;
 }

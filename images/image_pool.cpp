@@ -1,7 +1,12 @@
 // The numbered picture pool and the exported picture functions.
+//
+// Every picture the host hands in is checked before it is stored (see
+// RecordFitsPicture), so the pictures in the pool are sound and the decoders
+// and drawing code that read them need no checks of their own.
 #include <cstring>
 
-#include "sprig/images.h"
+#include "images/image_pool_p.h"
+#include "sprig/packing.h"
 
 CImagePool gImagePool;
 
@@ -19,6 +24,30 @@ CImage* NaturalPicture(int32_t number)
 }
 
 } // namespace
+
+bool RecordFitsPicture(const char* recordBytes)
+{
+    if (!recordBytes)
+        return false;
+    PictureRecord record;
+    std::memcpy(&record, recordBytes, sizeof record);
+    if (!CheckPackedPicture(record.data, record.size, nullptr))
+        return false;
+    // Header words 4 and 5, inside the picture the check has just passed.
+    int32_t sides[2];
+    std::memcpy(sides, static_cast<const char*>(record.data) + 16, sizeof sides);
+    return sides[0] == record.width && sides[1] == record.height;
+}
+
+void StoreCheckedPicture(CImagePool& pool, int32_t number, char* record)
+{
+    if (number > CImagePool::kSlots - 1)
+        return;
+    // The record may point into the picture being replaced: build first.
+    CImage* image = new CImage(record);
+    delete pool.mImages[number];
+    pool.mImages[number] = image;
+}
 
 CImagePool::CImagePool()
 {
@@ -44,10 +73,9 @@ void CImagePool::SetImage(int32_t number, char* record)
 {
     if (number > kSlots - 1)
         return;
-    // The record may point into the picture being replaced: build first.
-    CImage* image = new CImage(record);
-    delete mImages[number];
-    mImages[number] = image;
+    if (!RecordFitsPicture(record))
+        throw static_cast<short>(paramErr);
+    StoreCheckedPicture(*this, number, record);
 }
 
 void CImagePool::SetWinImage(int32_t number, char* record)
@@ -83,7 +111,8 @@ void CImagePool::CopyImage(int32_t from, int32_t to)
 {
     PictureRecord record;
     GetImageInfo(from, reinterpret_cast<char*>(&record), false);
-    SetImage(to, reinterpret_cast<char*>(&record));
+    // A picture of the pool was checked when it came in.
+    StoreCheckedPicture(*this, to, reinterpret_cast<char*>(&record));
 }
 
 void CImagePool::DeleteAll()

@@ -4,7 +4,17 @@
  * caches one derived copy of itself at another scale or opacity. Scale counts
  * fortieths of the natural size (40 natural, 80 double); scaled sizes are
  * (scale * size) / 40, truncated. Opacity runs from 0 (invisible) to 255.
- * Pictures 0 to 35 are colorized: drawn tinted with a sprite's pen colour. */
+ * Pictures 0 to 35 are colorized: drawn tinted with a sprite's pen colour.
+ *
+ * Pictures are checked at the door. SetCompressedImage (and the pool's
+ * SetImage and SetWinImage) take a picture only when its record holds up:
+ * the packed picture passes CheckPackedPicture (sprig/packing.h) over the
+ * record's size in bytes, and its header's width and height are the
+ * record's. Anything else is refused before anything is stored: the slot
+ * keeps the picture it had. CheckPackedPicture on the same bytes gives the
+ * reason. Pictures in the pool are therefore sound, and everything that
+ * reads them (drawing, stamps, hit tests, collision, scaled and faded
+ * copies) relies on that. */
 #ifndef SPRIG_IMAGES_H
 #define SPRIG_IMAGES_H
 
@@ -28,7 +38,9 @@ class SPRIG_EXPORT CImage
     /* Sets the two class-wide colours; the host calls it once at start-up. */
     static void Init();
 
-    /* Copies the packed picture the record points to. */
+    /* Copies the packed picture the record points to (record size bytes).
+     * Trusts the record and the picture: a picture from outside the process
+     * goes through SetCompressedImage, or passes CheckPackedPicture first. */
     explicit CImage(char* record);
     ~CImage();
     CImage(const CImage&) = delete;
@@ -36,7 +48,7 @@ class SPRIG_EXPORT CImage
 
     void SetNative(bool value);
     /* Sets native to !b and writes the picture record; the address in it is
-     * the image's own packed picture. */
+     * the image's own packed picture, for reading only. */
     void GetInfo(char* record, bool b);
     /* A new world holding the picture; the caller disposes of it. */
     GWorldPtr GetMe();
@@ -92,7 +104,10 @@ class SPRIG_EXPORT CImagePool
 
     /* The lowest empty number from 256 up, or -1. */
     int32_t GetFree();
-    /* Builds the new picture first, then replaces the slot's picture. */
+    /* Checks the record's picture (see the top of this file), builds the
+     * new picture, then replaces the slot's picture; a number above 15999
+     * stores nothing. A picture the check refuses throws the 16-bit error
+     * code paramErr (a short) before anything changes. */
     void SetImage(int32_t number, char* record);
     void SetWinImage(int32_t number, char* record);
     void GetImageInfo(int32_t number, char* record, bool b);
@@ -100,9 +115,13 @@ class SPRIG_EXPORT CImagePool
     /* The picture to draw at that scale and opacity: the slot's own, its
      * scaled copy, or the faded copy of either (built and cached on demand). */
     CImage* GetImage(int32_t number, int32_t scale, short opacity);
+    /* Stores a copy of picture from under to (a picture of the pool needs
+     * no second check). */
     void CopyImage(int32_t from, int32_t to);
     void DeleteAll();
 
+    /* The slots. Read them freely; store pictures only through SetImage, so
+     * that every picture in the pool has been checked. */
     CImage* mImages[kSlots];
 };
 
@@ -118,7 +137,17 @@ SPRIG_EXTERN_C_BEGIN
 
 /* The exported picture functions. A number outside 0 to 15999, or an empty
  * slot, gives the null result (0 or null). */
+
+/* Stores a copy of the picture record's packed picture under number. 1 when
+ * stored; 0, with the slot's picture left as it was, when the record or its
+ * picture is refused (a null record, a null address, a picture that fails
+ * CheckPackedPicture over the record's size, a width or height other than
+ * the header's) or memory runs out. A number outside 0 to 15999 stores
+ * nothing and gives 1. The record's size must not exceed the bytes readable
+ * at its address; the pool reads the picture within that size only. */
 SPRIG_EXPORT int32_t SetCompressedImage(int32_t number, char* record);
+/* The record of the slot's picture; its address stays the pool's, valid
+ * while the picture stays in the pool, and is for reading only. */
 SPRIG_EXPORT void GetImageInfo(int32_t number, char* record);
 SPRIG_EXPORT int32_t GetFreeImageNumber(void);
 SPRIG_EXPORT void CopyImage(int32_t from, int32_t to);

@@ -33,9 +33,15 @@
  * [run:1][count - 1:7] followed by one 16-bit x1r5g5b5 value (run) or count
  * values (literal), each low byte first. 0xFFFE and 0xFFFF are transparent.
  *
- * Every decoder stops a row at its width and never writes outside the row
- * it is given. Pictures from outside the process should pass
- * CheckPackedPicture or CheckPackedPicture16 first: a picture that passes
+ * Checked and trusting calls. CheckPackedPicture and CheckPackedPicture16
+ * take a length and read nothing outside it; the picture pool's
+ * SetCompressedImage (sprig/images.h) checks with CheckPackedPicture before
+ * it stores a picture. The decoders and CompositePackedPicture take only a
+ * pointer and trust the picture: they read wherever its header, row table
+ * and packets point. Each stops a row at its width and never writes outside
+ * the row or buffer it is given, but a damaged picture makes it read past
+ * the picture's bytes. A picture from outside the process goes through
+ * CheckPackedPicture (or CheckPackedPicture16) first: one that passes
  * decodes without reading outside its bytes. */
 #ifndef SPRIG_PACKING_H
 #define SPRIG_PACKING_H
@@ -79,17 +85,20 @@ SPRIG_EXPORT extern uint32_t packline2[2048];
 /* Expands a packed picture into a new buffer of height rows of 32-bit pixels,
  * rowBytes (4 x width) apart; release it with delete[]. Width, height and
  * row bytes are stored through the out-arguments. A negative width or height,
- * or a width too large for 32-bit row bytes, gives null. */
+ * or a width too large for 32-bit row bytes, gives null. Trusts the picture:
+ * check one from outside with CheckPackedPicture first. */
 SPRIG_EXPORT uint32_t* Uncompress(uint32_t* picture, int32_t* width, int32_t* height,
                                   int32_t* rowBytes);
 
 /* Expands a packed picture into a new 32-bit world (DisposeGWorld), whose
- * pixels are left locked; null when the world cannot be made. */
+ * pixels are left locked; null when the world cannot be made. Trusts the
+ * picture: check one from outside with CheckPackedPicture first. */
 SPRIG_EXPORT GWorldPtr UncompressGWorld(uint32_t* picture, int32_t* width, int32_t* height,
                                         int32_t* rowBytes);
 
 /* Writes row `row` of the picture as `width` pixels (the picture's width)
- * at dst, in either encoding. A row outside the picture writes nothing. */
+ * at dst, in either encoding. A row outside the picture writes nothing.
+ * Trusts the picture: check one from outside with CheckPackedPicture. */
 SPRIG_EXPORT void UncompressRow(uint32_t* picture, uint32_t row, uint32_t width, uint32_t* dst);
 
 /* Packs width x height pixels of a world, top-left corner (left, top), into a
@@ -110,21 +119,30 @@ SPRIG_EXPORT uint32_t* CompressBuffer(const uint32_t* pixels, int32_t width, int
  * compositing its pixels with MyMixColors gives, visiting only the pixels
  * drawn. dstRect is clipped to the world; srcRect must lie inside the
  * picture. With a tint, black pixels take the tint's colour (keeping their
- * alpha) and every other pixel is left out, as for a colorized picture. */
+ * alpha) and every other pixel is left out, as for a colorized picture.
+ * Trusts the picture, and reads each row's packets up to the width without
+ * any check: use it only on pictures that passed CheckPackedPicture (every
+ * picture of the pool has). */
 SPRIG_EXPORT void CompositePackedPicture(const uint32_t* picture, const Rect* srcRect,
                                          GWorldPtr dst, const Rect* dstRect, const RGBColor* tint);
 
 /* Expands a sixteen-bit packed picture, given from its row table on, into a
  * new 32-bit world of width x height (DisposeGWorld); null when the world
- * cannot be made. */
+ * cannot be made. Trusts the picture and the sizes: check a picture from
+ * outside, header included, with CheckPackedPicture16 and pass the width
+ * and height it reports. */
 SPRIG_EXPORT GWorldPtr Uncompress16(char* picture, int32_t width, int32_t height);
 
-/* Checks `length` bytes holding a 32-bit packed picture (either encoding):
- * header and signature, width and height (1 to 32767), the size word (a
- * multiple of 4, within length), every row table entry and packet inside the
- * picture, packet counts adding up to the width and exactly one last flag per
- * row. Returns 1 when the picture is well formed, 0 otherwise; info (may be
- * null) receives what was learnt and, on failure, a one-line reason. */
+/* Checks `length` bytes holding a 32-bit packed picture (either encoding),
+ * reading nothing outside them: the signature ("Format01" or "Compress";
+ * the decoders read any other as the older encoding, the check refuses it),
+ * width and height (1 to 32767: a picture without pixels is refused), the
+ * size word (a multiple of 4, from 24 up to length), every row table entry
+ * and packet inside the size word's bytes, no packet of 0 pixels, packet
+ * counts adding up to the width and exactly one last flag per row. Returns
+ * 1 when the picture is well formed, 0 otherwise (also for null bytes);
+ * info (may be null) receives what was learnt and, on failure, a one-line
+ * reason. */
 SPRIG_EXPORT Boolean CheckPackedPicture(const void* bytes, size_t length, PackedPictureInfo* info);
 
 /* The same for a sixteen-bit packed picture, header included. */
@@ -133,11 +151,13 @@ SPRIG_EXPORT Boolean CheckPackedPicture16(const void* bytes, size_t length,
 
 SPRIG_EXTERN_C_END
 
-/* The older encoding's row decoder (UncompressRow hands such rows to it). */
+/* The older encoding's row decoder (UncompressRow hands such rows to it).
+ * Trusts the picture: check one from outside with CheckPackedPicture. */
 SPRIG_EXPORT void UncompressRowCompress(uint32_t* picture, uint32_t row, uint32_t width,
                                         uint32_t* dst);
 
-/* The picture's size in words (word 0 / 4); the picture is left unchanged. */
+/* The picture's size in words (word 0 / 4); the picture is left unchanged.
+ * Reads word 0 only: the picture must hold at least 4 bytes. */
 SPRIG_EXPORT int32_t SwapBuffer(uint32_t* picture);
 
 /* The control word, without its last flag, of the packet Compress writes at
@@ -147,7 +167,9 @@ SPRIG_EXPORT int32_t SwapBuffer(uint32_t* picture);
 SPRIG_EXPORT uint32_t GetCountPixels(uint32_t* pixels, uint32_t remaining);
 
 /* Expands one row of a sixteen-bit packed picture from its first packet into
- * dst; returns the number of pixels written, at most width. */
+ * dst; returns the number of pixels written, at most width. Trusts the row:
+ * reads packets until they cover the width. Check a picture from outside
+ * with CheckPackedPicture16 first. */
 SPRIG_EXPORT int32_t UncompressRow16(char* row, int32_t width, uint32_t* dst);
 
 /* The sixteen-bit writer. */
@@ -267,7 +289,8 @@ class SPRIG_EXPORT CPackedPict
 };
 
 /* Stream operators: each reads or writes at the cursor and moves it past
- * what it read or wrote. */
+ * what it read or wrote. The readers trust the buffer to hold what they
+ * read (12 bytes, or 4 x count bytes). */
 SPRIG_EXPORT uint32_t* operator<<(uint32_t*& cursor, CHeader& header);
 SPRIG_EXPORT uint32_t* operator>>(uint32_t*& cursor, CHeader& header);
 SPRIG_EXPORT uint32_t* operator<<(uint32_t*& cursor, CRowTable& table);

@@ -1,25 +1,27 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <functional>
 #include <vector>
 
 #include "sprig/blend.h"
 #include "sprig/images.h"
 #include "sprig/packing.h"
+#include "tests/packing/packing_util.h"
 #include "tests/test_util.h"
 
 namespace {
 
 // A packed picture of the given pixel words, rows of `width`, kept alive for
 // the test; record() describes it as the pool expects.
-struct Packed
+struct PackedPixels
 {
-    Packed(const std::vector<uint32_t>& pixels, int width)
+    PackedPixels(const std::vector<uint32_t>& pixels, int width)
         : width(width), height(static_cast<int>(pixels.size()) / width),
           data(CompressBuffer(pixels.data(), width, height, 4 * width))
     {
     }
-    ~Packed() { std::free(data); }
+    ~PackedPixels() { std::free(data); }
     char* record()
     {
         rec = {width, height, data[0], data};
@@ -45,8 +47,8 @@ class Pool : public testing::Test
 
 TEST_F(Pool, NumbersSlotsAndReplacement)
 {
-    Packed a({kRed, kRed, kRed}, 3);
-    Packed b({kBlackHalf, kBlackHalf}, 1);
+    PackedPixels a({kRed, kRed, kRed}, 3);
+    PackedPixels b({kBlackHalf, kBlackHalf}, 1);
     EXPECT_EQ(GetFreeImageNumber(), 256);
     EXPECT_EQ(SetCompressedImage(16000, a.record()), 1);
     EXPECT_EQ(GetImageWidth(16000), 0);
@@ -77,7 +79,7 @@ TEST_F(Pool, NumbersSlotsAndReplacement)
 
 TEST_F(Pool, CopiesAreIndependentAndMayReplaceTheirOwnSource)
 {
-    Packed a({kRed, kBlackHalf}, 2);
+    PackedPixels a({kRed, kBlackHalf}, 2);
     SetCompressedImage(3, a.record());
     CopyImage(3, 300);
     ResetFreeImage(3);
@@ -100,9 +102,93 @@ TEST_F(Pool, CopiesAreIndependentAndMayReplaceTheirOwnSource)
     EXPECT_FALSE(gImagePool.mImages[300]->native); // handed out to the host
 }
 
+// The words of the world GetImage hands out for a slot, row by row.
+std::vector<uint32_t> ServedPixels(int32_t number)
+{
+    std::vector<uint32_t> out;
+    GWorldPtr world = GetImage(number);
+    if (!world)
+        return out;
+    for (int v = 0; v < GetImageHeight(number); v++)
+        for (int h = 0; h < GetImageWidth(number); h++)
+            out.push_back(Pixel(world, h, v));
+    DisposeGWorld(world);
+    return out;
+}
+
+TEST_F(Pool, DamagedPicturesAreRefusedAndTheSlotKeepsItsPicture)
+{
+    PackedPixels kept({kRed, kBlackHalf, kClear, kRed}, 2);
+    ASSERT_EQ(SetCompressedImage(40, kept.record()), 1);
+    const std::vector<uint32_t> keptPixels = {kRed, kBlackHalf, kClear, kRed};
+
+    // 4 x 2, rows P P P Q and P Q R S; 3 x 2 of the older encoding, its first
+    // row filled from its table entry.
+    const uint32_t p = Stored(kRed), q = Stored(kBlackHalf), r = Stored(0x11223344), t = 0;
+    const std::vector<uint32_t> current =
+        Picture("Format01", 4, 2, {8, 12, 0x80000003, p, 0x40000001, q, 3, p, q, r, 0x40000001, t});
+    const std::vector<uint32_t> older =
+        Picture("Compress", 3, 2, {0x81FFFFFF, 8, 0x00000001, 0xC0000002, 5});
+    std::mt19937 rng(12);
+    std::vector<uint32_t> junk(1024);
+    for (uint32_t& word : junk)
+        word = rng();
+
+    struct Case
+    {
+        const char* damage;
+        const std::vector<uint32_t>* base;
+        std::function<void(std::vector<uint32_t>&, PictureRecord&)> apply;
+    };
+    const Case cases[] = {
+        {"record size 0", &current, [](auto&, auto& rec) { rec.size = 0; }},
+        {"record size 24", &current, [](auto&, auto& rec) { rec.size = 24; }},
+        {"record size short of the size word", &current, [](auto&, auto& rec) { rec.size = 68; }},
+        {"row entry 1000000", &current, [](auto& w, auto&) { w[7] = 1000000; }},
+        {"header taller than the data", &current,
+         [](auto& w, auto& rec) { w[5] = rec.height = 3; }},
+        {"older entry 0x7FFFFFFF", &older, [](auto& w, auto&) { w[7] = 0x7FFFFFFF; }},
+        {"record 65535 x 65535 over 4 x 2", &current,
+         [](auto&, auto& rec) { rec.width = rec.height = 65535; }},
+        {"record one row short", &current, [](auto&, auto& rec) { rec.height = 1; }},
+        {"null address, size 0", &current,
+         [](auto&, auto& rec) { rec.data = nullptr, rec.size = 0; }},
+        {"4 KB of junk", &junk, [](auto&, auto& rec) { rec.width = 4, rec.height = 2; }},
+        {"last flag missing", &current, [](auto& w, auto&) { w[16] = 1; }},
+    };
+    for (const Case& c : cases) {
+        std::vector<uint32_t> words = *c.base;
+        PictureRecord record = {static_cast<int32_t>(words[4]), static_cast<int32_t>(words[5]),
+                                static_cast<uint32_t>(4 * words.size()), words.data()};
+        c.apply(words, record);
+        auto* bytes = reinterpret_cast<char*>(&record);
+        EXPECT_EQ(SetCompressedImage(40, bytes), 0) << c.damage;
+        EXPECT_THROW(gImagePool.SetImage(40, bytes), short) << c.damage;
+        EXPECT_EQ(SetCompressedImage(16000, bytes), 1) << c.damage; // out of range: as ever
+        EXPECT_EQ(GetImageWidth(40), 2) << c.damage;
+        EXPECT_EQ(ServedPixels(40), keptPixels) << c.damage;
+    }
+    EXPECT_EQ(SetCompressedImage(40, nullptr), 0);
+    EXPECT_EQ(ServedPixels(40), keptPixels);
+
+    // Sound pictures of both encodings still come in, bytes after the
+    // picture included.
+    std::vector<uint32_t> padded = current;
+    padded.push_back(0xDEADBEEF);
+    PictureRecord record = {4, 2, 4 * 19, padded.data()};
+    EXPECT_EQ(SetCompressedImage(40, reinterpret_cast<char*>(&record)), 1);
+    EXPECT_EQ(gImagePool.mImages[40]->size, 76u);
+    EXPECT_EQ(ServedPixels(40), (std::vector<uint32_t>{kRed, kRed, kRed, kBlackHalf, kRed,
+                                                       kBlackHalf, 0x11223344, 0}));
+    record = {3, 2, 4 * 11, older.data()};
+    EXPECT_EQ(SetCompressedImage(40, reinterpret_cast<char*>(&record)), 1);
+    EXPECT_EQ(ServedPixels(40), (std::vector<uint32_t>{0xFFFFFF00, 0xFFFFFF00, 0xFFFFFF00,
+                                                       0x010000FF, 0x050000FF, 0x050000FF}));
+}
+
 TEST_F(Pool, LastFreeNumberAndFullPool)
 {
-    Packed dot({kRed}, 1);
+    PackedPixels dot({kRed}, 1);
     for (int n = 256; n < CImagePool::kSlots; n++)
         gImagePool.SetImage(n, dot.record());
     EXPECT_EQ(GetFreeImageNumber(), -1);
@@ -113,7 +199,7 @@ TEST_F(Pool, LastFreeNumberAndFullPool)
 TEST_F(Pool, DerivedCopiesAreCachedOneAtATime)
 {
     std::vector<uint32_t> pixels(10 * 4, kRed);
-    Packed a(pixels, 10);
+    PackedPixels a(pixels, 10);
     SetCompressedImage(7, a.record());
     CImage* natural = gImagePool.mImages[7];
     EXPECT_EQ(gImagePool.GetImage(7, 40, 255), natural);
@@ -157,7 +243,7 @@ TEST_F(Pool, ScaledAndFadedCopiesKeepTheirColours)
     for (int v = 2; v < 6; v++)
         for (int h = 2; h < 6; h++)
             pixels[static_cast<size_t>(v * 8 + h)] = kRed;
-    Packed a(pixels, 8);
+    PackedPixels a(pixels, 8);
     SetCompressedImage(9, a.record());
     CImage* doubled = gImagePool.GetImage(9, 80, 255);
     GWorldPtr world = doubled->GetMe();
@@ -189,7 +275,7 @@ TEST_F(Pool, ScaledAndFadedCopiesKeepTheirColours)
 
 TEST_F(Pool, StretchCompositesSameSizeAndScalesOtherSizes)
 {
-    Packed a({kRed, kBlackHalf, kClear, 0xFFFFFFFF}, 2);
+    PackedPixels a({kRed, kBlackHalf, kClear, 0xFFFFFFFF}, 2);
     SetCompressedImage(11, a.record());
     World dst = MakeWorld(6, 6);
     for (int v = 0; v < 6; v++)
@@ -205,7 +291,7 @@ TEST_F(Pool, StretchCompositesSameSizeAndScalesOtherSizes)
     EXPECT_EQ(Pixel(dst.get(), 0, 0), 0x00FF00FFu);
 
     // A uniform picture drawn at three times its size covers the area.
-    Packed blue({0xFF0000FF, 0xFF0000FF, 0xFF0000FF, 0xFF0000FF}, 2);
+    PackedPixels blue({0xFF0000FF, 0xFF0000FF, 0xFF0000FF, 0xFF0000FF}, 2);
     SetCompressedImage(12, blue.record());
     Rect big = {0, 0, 6, 6};
     EXPECT_EQ(StretchImage(12, &src, &big, dst.get(), 0), 1);
@@ -219,7 +305,7 @@ TEST_F(Pool, StretchCompositesSameSizeAndScalesOtherSizes)
 
 TEST_F(Pool, TintTurnsBlackIntoThePenColourAndHidesTheRest)
 {
-    Packed a({0x000000FF, 0x00000040, 0xFFFFFFFF, 0x0000FFFF}, 4);
+    PackedPixels a({0x000000FF, 0x00000040, 0xFFFFFFFF, 0x0000FFFF}, 4);
     CImage image(a.record());
     World dst = MakeWorld(4, 1);
     Rect r = {0, 0, 1, 4};
@@ -236,7 +322,7 @@ TEST(Image, PixelTestsRowsAndInfo)
     std::vector<uint32_t> pixels = {kClear, kClear, kClear, kClear, //
                                     kClear, kClear, kClear, kClear, //
                                     kClear, kClear, kClear, kBlackHalf};
-    Packed a(pixels, 4);
+    PackedPixels a(pixels, 4);
     CImage image(a.record());
     EXPECT_TRUE(image.native);
     EXPECT_EQ(image.scale, 40u);
@@ -274,7 +360,7 @@ TEST(Image, PixelTestsRowsAndInfo)
 
 TEST(Image, CoreGraphicsImagesOnlyForCachedScales)
 {
-    Packed a(std::vector<uint32_t>(6 * 4, kRed), 6);
+    PackedPixels a(std::vector<uint32_t>(6 * 4, kRed), 6);
     CImage image(a.record());
     CGImageRef natural = image.GetMyCGImage(40);
     ASSERT_NE(natural, nullptr);
@@ -340,8 +426,8 @@ TEST_F(Pool, AThousandPicturesComeAndGoWithoutLeaks)
     std::vector<uint32_t> pixels(6 * 5, kClear);
     for (int i = 0; i < 12; i++)
         pixels[static_cast<size_t>(i * 2 + 3)] = i % 3 ? kRed : kBlackHalf;
-    Packed a(pixels, 6);
-    Packed b({kRed, kBlackHalf, kClear, kRed}, 2);
+    PackedPixels a(pixels, 6);
+    PackedPixels b({kRed, kBlackHalf, kClear, kRed}, 2);
     World dst = MakeWorld(16, 16);
     Rect src = {0, 0, 5, 6};
     Rect big = {0, 0, 10, 12};

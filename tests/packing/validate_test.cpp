@@ -18,6 +18,8 @@ std::string Reason(const std::vector<uint32_t>& words, size_t length = SIZE_MAX)
     PackedPictureInfo info;
     const size_t bytes = length == SIZE_MAX ? 4 * words.size() : length;
     EXPECT_FALSE(CheckPackedPicture(words.data(), bytes, &info));
+    EXPECT_FALSE(CheckPackedPicture(words.data(), bytes, nullptr))
+        << "the quick path: " << info.reason;
     return info.reason;
 }
 
@@ -39,6 +41,7 @@ TEST(CheckPackedPicture, GoodPicturesAndTheirCounts)
     std::vector<uint32_t> older =
         Picture("Compress", 3, 2, {0x81FFFFFF, 8, 0x00000001, 0xC0000002, 5});
     ASSERT_TRUE(CheckPackedPicture(older.data(), 4 * older.size(), &info)) << info.reason;
+    EXPECT_TRUE(CheckPackedPicture(older.data(), 4 * older.size(), nullptr));
     EXPECT_EQ(info.encoding, uint32_t{kPackedOlder});
     EXPECT_EQ(info.filledRows, 1u);
     EXPECT_EQ(info.runs, 1u);
