@@ -106,7 +106,8 @@ CImage::CImage(char* recordBytes)
     data = static_cast<uint32_t*>(std::malloc(size ? size : 1));
     if (!data)
         throw std::bad_alloc();
-    std::memcpy(data, record.data, size);
+    if (size)
+        std::memcpy(data, record.data, size);
 }
 
 CImage::~CImage()
