@@ -48,7 +48,7 @@ struct PictureSlot
     int32_t number = -1;
     int width = 0;
     int height = 0;
-    Tint tint = Tint::None;
+    Tint tint = Tint::Off;
 };
 
 // The pixels of a view: an offscreen view that an Image may share.
@@ -100,7 +100,7 @@ struct SpriteCore
     CSprite* sprite = nullptr;
     std::shared_ptr<PictureSlot> picture;
     int z = 0;
-    Frame frame = Frame::None;
+    Frame frame = Frame::Off;
     Antialias antialias = Antialias::Off;
 };
 

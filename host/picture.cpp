@@ -65,7 +65,7 @@ bool gTintedTaken[kTintedNumbers];
 
 int32_t TakeNumber(Tint tint, const std::string& call)
 {
-    if (tint == Tint::None) {
+    if (tint == Tint::Off) {
         const int32_t number = GetFreeImageNumber();
         if (number < 0)
             Throw(call + ": the picture pool is full (numbers 256 to 15999 are all taken)");

@@ -15,6 +15,8 @@ namespace {
 constexpr int kMaxShownWidth = 4092; // a scaled picture is made in a world
 constexpr int kMaxShownHeight = 32767;
 constexpr int kMaxPenSize = 255;
+constexpr double kMinPosition = -32768;
+constexpr double kMaxPosition = 32767;
 
 // Takes the engine's sprite off its stage; nothing once the stage is gone.
 void Release(SpriteCore* core) noexcept
@@ -25,11 +27,14 @@ void Release(SpriteCore* core) noexcept
     SprDeleteSprite(core->sprite);
 }
 
-void CheckFinite(double value, const char* name, const char* call)
+// Positions stay within the platform's 16-bit coordinates: the engine
+// brings a sprite back onto the stage, and draws its pen line, a stage
+// width at a time, so a position far beyond them would take forever.
+void CheckPosition(double value, const char* name, const char* call)
 {
-    if (!std::isfinite(value))
+    if (!(value >= kMinPosition && value <= kMaxPosition))
         Throw(std::string(call) + ": " + name + " " + std::to_string(value) +
-              " is not a finite number");
+              " is outside -32768 to 32767");
 }
 
 // A picture shown at a size other than its own is scaled into a world.
@@ -93,8 +98,8 @@ double Sprite::y() const
 void Sprite::moveTo(double x, double y)
 {
     SpriteCore& c = core("Sprite::moveTo");
-    CheckFinite(x, "x", "Sprite::moveTo");
-    CheckFinite(y, "y", "Sprite::moveTo");
+    CheckPosition(x, "x", "Sprite::moveTo");
+    CheckPosition(y, "y", "Sprite::moveTo");
     // The pen starts at the exact old position; without antialiasing the
     // line's ends are rounded to whole pixels all the same.
     SprSetPosPaint(c.sprite, &x, &y, 0, nullptr, static_cast<int>(c.antialias));
@@ -103,10 +108,10 @@ void Sprite::moveTo(double x, double y)
 void Sprite::moveBy(double dx, double dy)
 {
     SpriteCore& c = core("Sprite::moveBy");
-    CheckFinite(dx, "dx", "Sprite::moveBy");
-    CheckFinite(dy, "dy", "Sprite::moveBy");
     double x = *SprGetX(c.sprite) + dx;
     double y = *SprGetY(c.sprite) + dy;
+    CheckPosition(x, "x + dx", "Sprite::moveBy");
+    CheckPosition(y, "y + dy", "Sprite::moveBy");
     SprSetPosPaint(c.sprite, &x, &y, 0, nullptr, static_cast<int>(c.antialias));
 }
 
@@ -221,9 +226,9 @@ int Sprite::z() const
 void Sprite::setFrame(Frame frame)
 {
     SpriteCore& c = core("Sprite::setFrame");
-    if (frame != Frame::None && frame != Frame::Solid && frame != Frame::Dashed)
+    if (frame != Frame::Off && frame != Frame::Solid && frame != Frame::Dashed)
         Throw("Sprite::setFrame: frame " + std::to_string(static_cast<int>(frame)) +
-              " is not None, Solid or Dashed");
+              " is not Off, Solid or Dashed");
     SprSetFrame(c.sprite, static_cast<short>(frame));
     c.frame = frame;
 }
@@ -319,6 +324,12 @@ bool Sprite::hit(int x, int y, int radius) const
     const SpriteCore& c = core("Sprite::hit");
     if (radius < 0)
         Throw("Sprite::hit: radius " + std::to_string(radius) + " is negative");
+    if (x < -32768 || x > 32767 || y < -32768 || y > 32767)
+        return false;
+    // The click test finds nothing within radius 0; the pixel itself is
+    // asked for on its own.
+    if (radius == 0)
+        return SprIsPtVisible(c.sprite, static_cast<short>(x), static_cast<short>(y)) != 0;
     return SprClicked(c.sprite, x, y, radius) != 0;
 }
 

@@ -250,8 +250,9 @@ Sprite Stage::addSprite()
 namespace {
 
 // The view rectangles the engine marked since the last render, each grown
-// by a stage pixel (a sprite's frame is drawn a pixel above its rectangle,
-// which marks only the rectangle), cut to the view and made disjoint.
+// by a stage pixel, cut to the view and made disjoint. The engine marks a
+// pen line's box truncated to whole pixels, without the half pixel by
+// which it places lines, so a smooth line can reach a pixel past its mark.
 std::vector<Rect> TakeChangedAreas(StageCore& s)
 {
     HIViewRef view = s.view->view;

@@ -35,7 +35,7 @@ double Coverage(const std::function<bool(double, double)>& inside, int x, int y)
 
 // A picture drawn pixel by pixel.
 sprig::Picture MakePicture(int width, int height, const std::function<Rgba(int, int)>& pixel,
-                           sprig::Tint tint = sprig::Tint::None)
+                           sprig::Tint tint = sprig::Tint::Off)
 {
     std::vector<uint8_t> rgba;
     rgba.reserve(4 * static_cast<size_t>(width) * static_cast<size_t>(height));
@@ -326,7 +326,7 @@ int DemoScene::Step(int frame)
     mBall.moveTo(mBallX, mBallY);
     const bool hit = mBall.touching(mPainting);
     mBall.setPenColour(hit ? sprig::Colour{0xE8, 0x20, 0x40} : sprig::Colour{0x10, 0x90, 0xA0});
-    mBall.setFrame(hit ? sprig::Frame::Solid : sprig::Frame::None);
+    mBall.setFrame(hit ? sprig::Frame::Solid : sprig::Frame::Off);
     mBall.setSizeFortieths(hit ? 56 : 40);
 
     // The glow circles and fades.

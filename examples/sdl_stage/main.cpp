@@ -35,7 +35,7 @@ constexpr int kZoom = 2;
 
 // A picture of size x size RGBA pixels, pixel(x, y) each.
 template <class Pixel>
-sprig::Picture MakePicture(int size, Pixel pixel, sprig::Tint tint = sprig::Tint::None)
+sprig::Picture MakePicture(int size, Pixel pixel, sprig::Tint tint = sprig::Tint::Off)
 {
     std::vector<uint8_t> rgba;
     for (int y = 0; y < size; y++)
@@ -63,7 +63,7 @@ sprig::Picture Disc(int radius, bool penColoured)
                                : sprig::Rgba{255, static_cast<uint8_t>(120 + 120 * light),
                                              static_cast<uint8_t>(40 + 150 * light), a};
         },
-        penColoured ? sprig::Tint::PenColour : sprig::Tint::None);
+        penColoured ? sprig::Tint::PenColour : sprig::Tint::Off);
 }
 
 // Squared paper.

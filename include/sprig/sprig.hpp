@@ -132,7 +132,8 @@ enum class PenMode
 {
     Up,   /* draws nothing */
     Draw, /* draws a line in the pen colour, at the sprite's opacity */
-    Erase /* wipes what the line covers back to clear background */
+    Erase /* wipes what the line covers back to a clear background (smooth
+             edges, with Antialias::On or Exact, leave a faint rim) */
 };
 
 /* How a pen line is drawn. */
@@ -146,15 +147,16 @@ enum class Antialias
 /* The frame drawn round a sprite, one pixel wide and black. */
 enum class Frame
 {
-    None,
+    Off,
     Solid,
     Dashed
 };
 
-/* How a picture is coloured when a sprite shows it. */
+/* How a picture is coloured when a sprite shows it. (No enumerator is
+ * called None, which X11's headers define as a macro.) */
 enum class Tint
 {
-    None,     /* as it is */
+    Off,      /* as it is */
     PenColour /* only its black pixels show, in the sprite's pen colour, keeping
                  their alpha; at most 36 such pictures exist at a time */
 };
@@ -166,16 +168,16 @@ class SPRIG_EXPORT Picture
 {
   public:
     /* A PNG file or its bytes, any colour type, read with straight alpha. */
-    static Picture fromPngFile(const std::string& path, Tint tint = Tint::None);
-    static Picture fromPngBytes(const std::vector<std::uint8_t>& bytes, Tint tint = Tint::None);
+    static Picture fromPngFile(const std::string& path, Tint tint = Tint::Off);
+    static Picture fromPngBytes(const std::vector<std::uint8_t>& bytes, Tint tint = Tint::Off);
     /* width x height pixels of 4 bytes, red, green, blue and straight alpha,
      * rows strideBytes apart (at least 4 x width). */
     static Picture fromRgba(const std::vector<std::uint8_t>& pixels, int width, int height,
-                            int strideBytes, Tint tint = Tint::None);
+                            int strideBytes, Tint tint = Tint::Off);
     /* A packed picture (the library's run-length format, as `sprig pack`
      * writes it). It is checked first: a damaged one throws with the reason. */
-    static Picture fromPackedBytes(const std::vector<std::uint8_t>& bytes, Tint tint = Tint::None);
-    static Picture fromPackedFile(const std::string& path, Tint tint = Tint::None);
+    static Picture fromPackedBytes(const std::vector<std::uint8_t>& bytes, Tint tint = Tint::Off);
+    static Picture fromPackedFile(const std::string& path, Tint tint = Tint::Off);
 
     /* Copies share; a moved-from Picture is still a copy (moves copy). */
     Picture(const Picture&) = default;
@@ -255,7 +257,8 @@ class SPRIG_EXPORT Sprite
     double x() const;
     double y() const;
     /* Moves the sprite; its pen draws the way from where it was, the line
-     * wrapping across the stage's edges as the sprite does. */
+     * wrapping across the stage's edges as the sprite does. x and y (and
+     * for moveBy, x() + dx and y() + dy) lie within -32768 to 32767. */
     void moveTo(double x, double y);
     /* moveTo(x() + dx, y() + dy). */
     void moveBy(double dx, double dy);
@@ -301,8 +304,9 @@ class SPRIG_EXPORT Sprite
     /* Whether both are shown and overlap in pixels that are not fully
      * transparent; false for sprites of different stages. */
     bool touching(const Sprite& other) const;
-    /* Whether the shown sprite has a pixel that is not fully transparent
-     * within radius pixels of the stage pixel (x, y). */
+    /* Whether the shown sprite has a pixel that is not fully transparent at
+     * the stage pixel (x, y) (radius 0) or near it: within radius pixels,
+     * in the columns x - radius to x + radius - 1 and the same rows. */
     bool hit(int x, int y, int radius = 0) const;
     /* The colour the stage shows under the sprite's centre, sprites left
      * out: the pen trails and stamps there, or the backdrop where the
