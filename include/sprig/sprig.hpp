@@ -362,4 +362,6 @@ class SPRIG_EXPORT Stage
 
 } // namespace sprig
 
+#undef SPRIG_HOST_INTERNAL
+
 #endif
