@@ -23,7 +23,7 @@ cmake --build "$work/host_cmake" >/dev/null
 "$work/host_cmake/hello_host"
 
 # The headers compile on their own.
-for header in "$prefix"/include/sprig/*.h "$prefix/include/sprig.h"; do
+for header in "$prefix"/include/sprig/*.h "$prefix"/include/sprig/*.hpp "$prefix/include/sprig.h"; do
     echo "#include \"$header\"" | ${CXX:-c++} -std=c++17 -Wall -Wextra -fsyntax-only $(pkg-config --cflags sprig) -x c++ -
 done
 echo "install test passed"

@@ -50,6 +50,8 @@ std::string FrameName(int frame)
     return name;
 }
 
+int WriteFrames(const std::string& folder, int zoom, int frames);
+
 int RunDemo(const std::vector<std::string>& args)
 {
     long frames = 60;
@@ -77,9 +79,19 @@ int RunDemo(const std::vector<std::string>& args)
     std::string error;
     if (!MakeFolder(folder, &error))
         return Fail(error);
-    DemoScene scene;
-    if (!scene.Init(static_cast<int>(zoom), static_cast<int>(frames), &error))
-        return Fail(error);
+    try {
+        return WriteFrames(folder, static_cast<int>(zoom), static_cast<int>(frames));
+    } catch (const sprig::Error& e) {
+        return Fail(e.what());
+    }
+}
+
+// Runs the scene and writes its frames, animation and checksums; throws
+// sprig::Error when the scene cannot be made or a frame cannot be written.
+int WriteFrames(const std::string& folder, int zoom, int frames)
+{
+    std::string error;
+    DemoScene scene(zoom, frames);
 
     AnimatedPng animation(scene.Width(), scene.Height(), kFrameDelayMs);
     std::string checksums;
@@ -88,20 +100,17 @@ int RunDemo(const std::vector<std::string>& args)
     for (int frame = 0; frame < frames; frame++) {
         const int invalidated = scene.Step(frame);
         areas += invalidated;
-        GWorldPtr pixels = scene.Frame();
+        const sprig::Image& pixels = scene.Frame();
         const std::string name = FrameName(frame);
-        if (!WriteWorldPng(folder + "/" + name, pixels, &error))
-            return Fail(error);
-        PixMapHandle pm = GetGWorldPixMap(pixels);
-        if (!animation.AddFrame(reinterpret_cast<const uint32_t*>(GetPixBaseAddr(pm)),
-                                GetPixRowBytes(pm)))
+        pixels.savePng(folder + "/" + name);
+        if (!animation.AddFrame(pixels.row(0).begin(), static_cast<int32_t>(pixels.strideBytes())))
             return Fail(folder + "/demo.png: cannot compress frame " + std::to_string(frame));
         char line[64];
         std::snprintf(line, sizeof line, "%s %016" PRIx64 "\n", name.c_str(),
-                      WorldChecksum(pixels));
+                      ImageChecksum(pixels));
         checksums += line;
         // One progress line, rewritten in place on a terminal.
-        std::fprintf(stderr, "%srendering frame %d/%ld (%d areas redrawn)%s",
+        std::fprintf(stderr, "%srendering frame %d/%d (%d areas redrawn)%s",
                      showProgress ? "\r" : "", frame + 1, frames, invalidated,
                      showProgress ? "\033[K" : "\n");
     }
@@ -111,7 +120,7 @@ int RunDemo(const std::vector<std::string>& args)
         return Fail(error);
     if (!WriteOutputFile(folder + "/checksums.txt", checksums.data(), checksums.size(), &error))
         return Fail(error);
-    std::printf("wrote %ld frames of %d x %d (%ld areas redrawn) and the animation demo.png to "
+    std::printf("wrote %d frames of %d x %d (%ld areas redrawn) and the animation demo.png to "
                 "%s\n",
                 frames, scene.Width(), scene.Height(), areas, folder.c_str());
     return 0;
@@ -124,11 +133,11 @@ const CommandRegistration registration({
     "Runs a 480 x 360 stage for N frames (default 60): turtles whose pen lines\n"
     "wrap across the stage's edges, a star that leaves stamps, an eraser, a\n"
     "painting made with the paint tools, a ball that changes colour while it\n"
-    "touches the painting, and a glow fading in and out. Each frame is drawn\n"
-    "through SprUpdate and SprUpdateControl into a view Z times the stage's size\n"
-    "(default 2) and written to DIR (default out/demo) as frame_NNN.png; DIR also\n"
-    "gets demo.png, all frames as an animated PNG, and checksums.txt, a 64-bit\n"
-    "FNV-1a checksum of each frame's pixel words.\n",
+    "touches the painting, and a glow fading in and out. Each frame is rendered\n"
+    "by the library's C++ layer (its changed areas drawn again) into a view Z\n"
+    "times the stage's size (default 2) and written to DIR (default out/demo)\n"
+    "as frame_NNN.png; DIR also gets demo.png, all frames as an animated PNG,\n"
+    "and checksums.txt, a 64-bit FNV-1a checksum of each frame's pixel words.\n",
     RunDemo,
 });
 

@@ -1,20 +1,19 @@
-// The demo host's scene: a 480 x 360 stage driven through the exported
-// sprite functions alone, as a host would drive it. Pictures are made at
-// start-up (drawn pixel by pixel, or painted with the paint tools) and
-// packed with Compress; turtles draw figures whose lines wrap across the
-// stage's edges, a star leaves stamps, an eraser wipes a track through the
-// trails, and sprites at different z, sizes, opacities and frames move over
-// the stage, one changing colour while it collides with another. Each frame
-// is drawn into an offscreen view through SprUpdate and SprUpdateControl.
+// The demo host's scene: a 480 x 360 stage driven through the library's C++
+// layer (sprig/sprig.hpp), as a host would drive it. Pictures are made at
+// start-up (drawn pixel by pixel, or painted with the paint tools); turtles
+// draw figures whose lines wrap across the stage's edges, a star leaves
+// stamps, an eraser wipes a track through the trails, and sprites at
+// different z, sizes, opacities and frames move over the stage, one
+// changing colour while it touches another. Each frame is rendered into the
+// stage's view, only its changed areas drawn again.
 #ifndef SPRIG_TOOLS_DEMO_SCENE_H
 #define SPRIG_TOOLS_DEMO_SCENE_H
 
-#include <memory>
-#include <string>
+#include <cstdint>
+#include <optional>
+#include <vector>
 
-#include "sprig/coregraphics.h"
-#include "sprig/engine.h"
-#include "tools/world.h"
+#include "sprig/sprig.hpp"
 
 constexpr int kDemoStageWidth = 480;
 constexpr int kDemoStageHeight = 360;
@@ -22,46 +21,52 @@ constexpr int kDemoStageHeight = 360;
 class DemoScene
 {
   public:
-    DemoScene();
-    ~DemoScene();
-    DemoScene(const DemoScene&) = delete;
-    DemoScene& operator=(const DemoScene&) = delete;
-
-    // Makes the worlds, pictures, stage, sprites and a view of the stage
-    // times zoom. On failure *error says why.
-    bool Init(int zoom, int frames, std::string* error);
+    // Makes the pictures, the stage, its sprites and a view of the stage
+    // times zoom; throws sprig::Error when something cannot be made.
+    DemoScene(int zoom, int frames);
 
     // Moves everything to where it is at frame `frame` (0 to frames - 1;
-    // frames are stepped in order), then redraws the view. Returns the
-    // number of view rectangles the stage invalidated for this frame.
+    // frames are stepped in order), then renders the view. Returns the
+    // number of view areas drawn again for this frame.
     int Step(int frame);
 
-    // The view's pixels (owned by the view).
-    GWorldPtr Frame() const;
+    // The last frame rendered.
+    const sprig::Image& Frame() const { return *mFrame; }
     int Width() const { return kDemoStageWidth * mZoom; }
     int Height() const { return kDemoStageHeight * mZoom; }
 
   private:
-    struct Turtle;
-    void Draw();
-    void MoveTurtle(Turtle& turtle, double distance);
+    struct Pictures
+    {
+        sprig::Picture penTip, ball, star, eraser, ghost, painting;
+    };
+    struct Turtle
+    {
+        sprig::Sprite sprite;
+        std::vector<std::pair<double, double>> moves; // (dx, dy) of each move
+        double length = 0;                            // of the whole path
+        double drawn = 0;                             // so far
+        double start = 0, end = 1;                    // share of the demo's time
+    };
+    static Pictures MakePictures(sprig::Stage& stage);
+    static sprig::Sprite MakePainting(sprig::Stage& stage, const Pictures& pictures);
+    static std::vector<Turtle> MakeTurtles(sprig::Stage& stage, const Pictures& pictures);
+    static void MoveTurtle(Turtle& turtle, double distance);
 
-    int mZoom = 1;
-    int mFrames = 1;
-    WorldPtr mBackdrop, mBackground, mSprites;
-    WorldPtr mBigBackdrop, mBigBackground; // the two layers at view size
-    CSpriteList* mList = nullptr;
-    HIViewRef mView = nullptr;
-    std::unique_ptr<Turtle[]> mTurtles;
-    CSprite* mStar = nullptr;
-    CSprite* mPainting = nullptr;
-    CSprite* mBall = nullptr;
-    CSprite* mGhost = nullptr;
+    // Made in this order, which is the stage's drawing order.
+    int mZoom;
+    int mFrames;
+    sprig::Stage mStage;
+    Pictures mPictures;
+    sprig::Sprite mPainting;
+    std::vector<Turtle> mTurtles;
+    sprig::Sprite mStar, mBall, mGhost;
+    std::optional<sprig::Image> mFrame;
     double mBallX = 60, mBallY = 250, mBallDX = 6.5, mBallDY = -1.0;
 };
 
-// A checksum of a world's pixels (each row's width only, never padding):
+// A checksum of an image's pixels (each row's width only, never padding):
 // 64-bit FNV-1a over the pixel words' bytes in memory order.
-uint64_t WorldChecksum(GWorldPtr world);
+uint64_t ImageChecksum(const sprig::Image& image);
 
 #endif

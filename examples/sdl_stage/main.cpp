@@ -1,12 +1,10 @@
-// A windowed host: the sprite engine on a stage in an SDL2 window.
+// A windowed host: the sprite engine on a stage in an SDL2 window, through
+// the library's C++ layer.
 //
-// The window's pixels are a cairo image surface (SDL's ARGB8888 is cairo's
-// ARGB32), which the host hands to the library as a drawing context. The
-// stage's view is a host view whose invalidations arrive in a callback; the
-// host collects them and, once per frame, redraws exactly those areas:
-// clipped to them, it presents its backdrop and background and lets
-// SprUpdateControl composite the sprites over them, then copies only those
-// areas to the window.
+// Each frame the host moves its sprites and renders the stage; the stage
+// draws again only the areas that changed, and the host copies just those
+// areas into its window. The stage's pixel words (bytes alpha, red, green,
+// blue) are SDL's BGRA8888, so the copy is a plain one row by row.
 //
 // Keys: arrows move the turtle with its pen down (hold shift for long
 // steps, which wrap across the edges); space lifts or lowers the pen; e
@@ -14,8 +12,8 @@
 // colour; a toggles antialiasing; s stamps; q or Esc quits.
 //
 // Options: --frames N (quit after N frames), --autopilot (the turtle walks
-// a figure by itself, pressing the same keys), --screenshot FILE.png (the
-// last frame, written on exit).
+// a figure by itself, pressing the same keys), --screenshot FILE.png (what
+// the window shows at the end, read back from it).
 #include <SDL.h>
 #include <cairo.h>
 
@@ -23,134 +21,81 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <vector>
 
-#include <sprig.h>
+#include <sprig/sprig.hpp>
 
 namespace {
 
 constexpr int kStageWidth = 480;
 constexpr int kStageHeight = 360;
 constexpr int kZoom = 2;
-constexpr int kViewWidth = kStageWidth * kZoom;
-constexpr int kViewHeight = kStageHeight * kZoom;
 
-enum
+// A picture of size x size RGBA pixels, pixel(x, y) each.
+template <class Pixel>
+sprig::Picture MakePicture(int size, Pixel pixel, sprig::Tint tint = sprig::Tint::Off)
 {
-    kTipPicture = 1, // colorized: drawn in the pen's colour
-    kBallPicture = 300
-};
-
-// [BBBBBBBB][GGGGGGGG][RRRRRRRR][AAAAAAAA]
-uint32_t Word(uint32_t red, uint32_t green, uint32_t blue, uint32_t alpha)
-{
-    return (blue << 24) | (green << 16) | (red << 8) | alpha;
-}
-
-uint32_t* Row(GWorldPtr world, int v)
-{
-    PixMapHandle pm = GetGWorldPixMap(world);
-    return reinterpret_cast<uint32_t*>(GetPixBaseAddr(pm) + v * GetPixRowBytes(pm));
-}
-
-GWorldPtr MakeWorld(int width, int height)
-{
-    GWorldPtr world = nullptr;
-    Rect bounds;
-    SetRect(&bounds, 0, 0, static_cast<int16_t>(width), static_cast<int16_t>(height));
-    if (NewGWorld(&world, 32, &bounds, nullptr, nullptr, 0) != noErr) {
-        std::fprintf(stderr, "sdl_stage: cannot make a %d x %d world\n", width, height);
-        std::exit(1);
-    }
-    return world;
-}
-
-// A round picture of the given radius with a soft edge, packed and
-// registered: black for a colorized picture, else shaded orange.
-void RegisterDisc(int32_t number, int radius, bool black)
-{
-    const int size = 2 * radius + 1;
-    GWorldPtr world = MakeWorld(size, size);
+    std::vector<uint8_t> rgba;
     for (int y = 0; y < size; y++)
         for (int x = 0; x < size; x++) {
-            const double d = std::hypot(x - radius, y - radius);
-            const double a = std::fmin(1.0, std::fmax(0.0, radius - d + 0.5));
-            const double light =
-                std::fmax(0.0, 1 - std::hypot(x - radius * 0.6, y - radius * 0.6) / size);
-            Row(world, y)[x] = black ? Word(0, 0, 0, static_cast<uint32_t>(255 * a))
-                                     : Word(255, static_cast<uint32_t>(120 + 120 * light),
-                                            static_cast<uint32_t>(40 + 150 * light),
-                                            static_cast<uint32_t>(255 * a));
+            const sprig::Rgba p = pixel(x, y);
+            rgba.insert(rgba.end(), {p.red, p.green, p.blue, p.alpha});
         }
-    uint32_t* packed = Compress(world, 0, 0, size, size, false);
-    PictureRecord record = {size, size, packed[0], packed};
-    SetCompressedImage(number, reinterpret_cast<char*>(&record));
-    std::free(packed);
-    DisposeGWorld(world);
+    return sprig::Picture::fromRgba(rgba, size, size, 4 * size, tint);
 }
 
-// The areas of the view invalidated since the last redraw.
-struct Damage
+// A round picture of the given radius with a soft edge: black and drawn in
+// the pen's colour, or shaded orange.
+sprig::Picture Disc(int radius, bool penColoured)
 {
-    std::vector<SDL_Rect> rects;
-};
+    const int size = 2 * radius + 1;
+    return MakePicture(
+        size,
+        [=](int x, int y) {
+            const double d = std::hypot(x - radius, y - radius);
+            const auto a =
+                static_cast<uint8_t>(255 * std::fmin(1.0, std::fmax(0.0, radius - d + 0.5)));
+            const double light =
+                std::fmax(0.0, 1 - std::hypot(x - radius * 0.6, y - radius * 0.6) / size);
+            return penColoured ? sprig::Rgba{0, 0, 0, a}
+                               : sprig::Rgba{255, static_cast<uint8_t>(120 + 120 * light),
+                                             static_cast<uint8_t>(40 + 150 * light), a};
+        },
+        penColoured ? sprig::Tint::PenColour : sprig::Tint::Off);
+}
 
-void Invalidate(void* info, const CGRect* r)
+// Squared paper.
+sprig::Picture Paper()
 {
-    auto* damage = static_cast<Damage*>(info);
-    SDL_Rect rect = {static_cast<int>(r->origin.x), static_cast<int>(r->origin.y),
-                     static_cast<int>(r->size.width), static_cast<int>(r->size.height)};
-    SDL_Rect whole = {0, 0, kViewWidth, kViewHeight};
-    if (SDL_IntersectRect(&rect, &whole, &rect))
-        damage->rects.push_back(rect);
+    std::vector<uint8_t> rgba;
+    for (int y = 0; y < kStageHeight; y++)
+        for (int x = 0; x < kStageWidth; x++) {
+            const bool line = x % 20 == 0 || y % 20 == 0;
+            rgba.insert(rgba.end(), {static_cast<uint8_t>(line ? 214 : 248),
+                                     static_cast<uint8_t>(line ? 226 : 250),
+                                     static_cast<uint8_t>(line ? 240 : 255), 255});
+        }
+    return sprig::Picture::fromRgba(rgba, kStageWidth, kStageHeight, 4 * kStageWidth);
 }
 
 class Host
 {
   public:
     Host()
+        : mStage(kStageWidth, kStageHeight, kZoom), mBall(mStage.addSprite()),
+          mTurtle(mStage.addSprite())
     {
-        mBackdrop = MakeWorld(kStageWidth, kStageHeight);
-        mBackground = MakeWorld(kStageWidth, kStageHeight);
-        mSprites = MakeWorld(kStageWidth, kStageHeight);
-        mBigBackdrop = MakeWorld(kViewWidth, kViewHeight);
-        mBigBackground = MakeWorld(kViewWidth, kViewHeight);
-        // Squared paper.
-        for (int y = 0; y < kStageHeight; y++)
-            for (int x = 0; x < kStageWidth; x++)
-                Row(mBackdrop, y)[x] = (x % 20 == 0 || y % 20 == 0) ? Word(214, 226, 240, 255)
-                                                                    : Word(248, 250, 255, 255);
-        Enlarge(mBackdrop, mBigBackdrop);
-
-        CImage::Init();
-        RegisterDisc(kTipPicture, 5, true);
-        RegisterDisc(kBallPicture, 14, false);
-
-        Rect bounds;
-        SetRect(&bounds, 0, 0, kStageWidth, kStageHeight);
-        mList = SprInitSprites(mBackdrop, mBackground, mSprites, &bounds);
-        SprSetFactor(mList, kZoom);
-        mView = HIViewCreateForHost(kViewWidth, kViewHeight, Invalidate, &mDamage);
-
-        mBall = SprNewSprite(mList, 2);
-        SprSetImage(mBall, kBallPicture, 0);
-        SprShow(mBall, 1);
-        mTurtle = SprNewSprite(mList, 1);
-        SprSetImage(mTurtle, kTipPicture, 0);
-        Place(mTurtle, kStageWidth / 2.0, kStageHeight / 2.0);
-        SprSetPenMode(mTurtle, 1);
-        SprSetPenSize(mTurtle, 2);
+        mStage.setBackdrop(Paper());
+        mBall.setPicture(Disc(14, false));
+        mBall.show();
+        mTurtle.setPicture(Disc(5, true));
+        mTurtle.moveTo(kStageWidth / 2.0, kStageHeight / 2.0);
+        mTurtle.setPenMode(sprig::PenMode::Draw);
+        mTurtle.setPenSize(2);
         SetColour(0);
-        SprShow(mTurtle, 1);
-    }
-
-    ~Host()
-    {
-        SprDeleteList(mList);
-        HIViewRelease(mView);
-        for (GWorldPtr w : {mBackdrop, mBackground, mSprites, mBigBackdrop, mBigBackground})
-            DisposeGWorld(w);
+        mTurtle.show();
     }
 
     void Key(SDL_Keycode key, bool shift)
@@ -171,26 +116,27 @@ class Host
             break;
         case SDLK_SPACE:
             mPenDown = !mPenDown;
-            SprSetPenMode(mTurtle, PenMode());
+            SetPen();
             break;
         case SDLK_e:
             mErasing = !mErasing;
-            SprSetPenMode(mTurtle, PenMode());
+            SetPen();
             break;
         case SDLK_1:
         case SDLK_2:
         case SDLK_3:
         case SDLK_4:
-            SprSetPenSize(mTurtle, static_cast<short>(key - SDLK_0));
+            mTurtle.setPenSize(static_cast<int>(key - SDLK_0));
             break;
         case SDLK_c:
             SetColour(mColour + 1);
             break;
         case SDLK_a:
             mAntialias = !mAntialias;
+            SetPen();
             break;
         case SDLK_s:
-            SprStamp(mTurtle);
+            mTurtle.stamp();
             break;
         default:
             break;
@@ -198,7 +144,7 @@ class Host
     }
 
     // Moves the ball on: it pulses in opacity and grows while it touches
-    // the turtle. SprUpdate turns the changes into invalidations.
+    // the turtle.
     void Tick(int frame)
     {
         mBallX += mBallDX;
@@ -207,90 +153,51 @@ class Host
             mBallDX = -mBallDX;
         if (mBallY < 14 || mBallY > kStageHeight - 14)
             mBallDY = -mBallDY;
-        Place(mBall, mBallX, mBallY);
-        SprSetSize(mBall, SprCollision(mBall, mTurtle) == 1 ? 60 : 40);
-        SprSetOpacity(mBall, static_cast<short>(160 + 95 * std::sin(frame * 0.05)));
-        SprUpdate(mList, mView); // invalidations arrive in Invalidate
+        mBall.moveTo(mBallX, mBallY);
+        mBall.setSizeFortieths(mBall.touching(mTurtle) ? 60 : 40);
+        mBall.setOpacity(static_cast<int>(160 + 95 * std::sin(frame * 0.05)));
     }
 
-    // Redraws the damaged areas into the canvas; returns them.
-    std::vector<SDL_Rect> Redraw(cairo_t* cr)
+    // Renders the stage and copies what changed into the canvas; returns
+    // the areas copied.
+    std::vector<SDL_Rect> Redraw(SDL_Surface* canvas)
     {
-        std::vector<SDL_Rect> rects;
-        rects.swap(mDamage.rects);
-        HIViewClearInvalidRects(mView); // the host view's own record
-        if (rects.empty())
-            return rects;
-        Enlarge(mBackground, mBigBackground);
-        RgnHandle area = NewRgn();
-        RgnHandle one = NewRgn();
-        cairo_save(cr);
-        for (const SDL_Rect& r : rects) {
-            cairo_rectangle(cr, r.x, r.y, r.w, r.h);
-            SetRectRgn(one, static_cast<int16_t>(r.x), static_cast<int16_t>(r.y),
-                       static_cast<int16_t>(r.x + r.w), static_cast<int16_t>(r.y + r.h));
-            UnionRgn(area, one, area);
+        const sprig::Image frame = mStage.render();
+        std::vector<SDL_Rect> copied;
+        for (const sprig::Area& a : mStage.changedAreas()) {
+            for (int y = a.y; y < a.y + a.height; y++)
+                std::memcpy(static_cast<uint8_t*>(canvas->pixels) + y * canvas->pitch + 4 * a.x,
+                            frame.row(y).begin() + a.x, 4 * static_cast<size_t>(a.width));
+            copied.push_back({a.x, a.y, a.width, a.height});
         }
-        cairo_clip(cr);
-        CGContextRef context = CGContextCreateWithCairo(cr, 0);
-        EventRef event = CreateDrawEvent(area);
-        DrawOffscreenToHIView(mBigBackdrop, context, mView, kCGImageAlphaFirst);
-        DrawOffscreenToHIView(mBigBackground, context, mView, kCGImageAlphaFirst);
-        SprUpdateControl(mList, context, mView, event);
-        ReleaseEvent(event);
-        CGContextRelease(context);
-        cairo_restore(cr);
-        DisposeRgn(one);
-        DisposeRgn(area);
-        return rects;
+        return copied;
     }
 
   private:
-    short PenMode() const { return mPenDown ? (mErasing ? 2 : 1) : 0; }
-
-    // The eraser walks without antialiasing: every pixel it covers is
-    // exactly its marker and so is wiped clean (an antialiased edge would
-    // leave faint blends of the marker behind).
-    void Walk(double dx, double dy)
+    // The eraser draws without antialiasing: every pixel its line covers
+    // is wiped clean (an antialiased edge would leave a faint rim).
+    void SetPen()
     {
-        if (mAntialias && !mErasing) {
-            double x = *SprGetX(mTurtle) + dx;
-            double y = *SprGetY(mTurtle) + dy;
-            SprSetPosPaint(mTurtle, &x, &y, 0, nullptr, 1);
-        } else {
-            SprMove(mTurtle, &dx, &dy);
-        }
+        mTurtle.setPenMode(!mPenDown  ? sprig::PenMode::Up
+                           : mErasing ? sprig::PenMode::Erase
+                                      : sprig::PenMode::Draw);
+        mTurtle.setPenAntialias(mAntialias && !mErasing ? sprig::Antialias::On
+                                                        : sprig::Antialias::Off);
     }
+
+    void Walk(double dx, double dy) { mTurtle.moveBy(dx, dy); }
 
     void SetColour(int index)
     {
-        static const RGBColor colours[] = {{0x2020, 0x4040, 0xC0C0},
-                                           {0xD0D0, 0x3030, 0x3030},
-                                           {0x2020, 0x9090, 0x4040},
-                                           {0x9090, 0x3030, 0xB0B0}};
+        static const sprig::Colour colours[] = {
+            {0x20, 0x40, 0xC0}, {0xD0, 0x30, 0x30}, {0x20, 0x90, 0x40}, {0x90, 0x30, 0xB0}};
         mColour = index % 4;
-        const RGBColor& c = colours[mColour];
-        SprSetPenColor(mTurtle, c.red, c.green, c.blue);
+        mTurtle.setPenColour(colours[mColour]);
     }
 
-    static void Place(CSprite* sprite, double x, double y) { SprSetPos(sprite, &x, &y); }
-
-    // Pixel replication, as the stage enlarges its sprites.
-    static void Enlarge(GWorldPtr from, GWorldPtr to)
-    {
-        Rect a, b;
-        GetPortBounds(from, &a);
-        GetPortBounds(to, &b);
-        CopyBits(GetPortBitMapForCopyBits(from), GetPortBitMapForCopyBits(to), &a, &b, srcCopy,
-                 nullptr);
-    }
-
-    GWorldPtr mBackdrop, mBackground, mSprites, mBigBackdrop, mBigBackground;
-    CSpriteList* mList;
-    HIViewRef mView;
-    Damage mDamage;
-    CSprite* mTurtle;
-    CSprite* mBall;
+    sprig::Stage mStage;
+    sprig::Sprite mBall;
+    sprig::Sprite mTurtle;
     bool mPenDown = true;
     bool mErasing = false;
     bool mAntialias = true;
@@ -327,6 +234,83 @@ std::vector<std::pair<SDL_Keycode, bool>> AutopilotKeys(int frame)
     return keys;
 }
 
+// Writes what the window shows as a PNG: its surface, read through cairo
+// when its pixels are 32-bit words cairo reads.
+void WriteScreenshot(SDL_Window* window, const std::string& path)
+{
+    SDL_Surface* screen = SDL_GetWindowSurface(window);
+    if (!screen || (screen->format->format != SDL_PIXELFORMAT_RGB888 &&
+                    screen->format->format != SDL_PIXELFORMAT_ARGB8888)) {
+        std::fprintf(stderr, "sdl_stage: cannot read the window's pixels for %s\n", path.c_str());
+        return;
+    }
+    cairo_surface_t* shot = cairo_image_surface_create_for_data(
+        static_cast<unsigned char*>(screen->pixels), CAIRO_FORMAT_RGB24, screen->w, screen->h,
+        screen->pitch);
+    if (cairo_surface_write_to_png(shot, path.c_str()) != CAIRO_STATUS_SUCCESS)
+        std::fprintf(stderr, "sdl_stage: cannot write %s\n", path.c_str());
+    cairo_surface_destroy(shot);
+}
+
+struct WindowDeleter
+{
+    void operator()(SDL_Window* window) const { SDL_DestroyWindow(window); }
+};
+struct SurfaceDeleter
+{
+    void operator()(SDL_Surface* surface) const { SDL_FreeSurface(surface); }
+};
+
+int Run(int frames, bool autopilot, const std::string& screenshot)
+{
+    const int width = kStageWidth * kZoom, height = kStageHeight * kZoom;
+    std::unique_ptr<SDL_Window, WindowDeleter> window(
+        SDL_CreateWindow("sprig: pen trails (arrows move, space pen, e erase)",
+                         SDL_WINDOWPOS_CENTERED, SDL_WINDOWPOS_CENTERED, width, height, 0));
+    // The stage's pixel words are SDL's BGRA8888.
+    std::unique_ptr<SDL_Surface, SurfaceDeleter> canvas(
+        SDL_CreateRGBSurfaceWithFormat(0, width, height, 32, SDL_PIXELFORMAT_BGRA8888));
+    if (!window || !canvas) {
+        std::fprintf(stderr, "sdl_stage: %s\n", SDL_GetError());
+        return 1;
+    }
+    SDL_SetSurfaceBlendMode(canvas.get(), SDL_BLENDMODE_NONE);
+    {
+        Host host;
+        bool running = true;
+        for (int frame = 0; running && frame != frames; frame++) {
+            SDL_Event event;
+            while (SDL_PollEvent(&event)) {
+                if (event.type == SDL_QUIT)
+                    running = false;
+                else if (event.type == SDL_KEYDOWN) {
+                    const SDL_Keycode key = event.key.keysym.sym;
+                    if (key == SDLK_ESCAPE || key == SDLK_q)
+                        running = false;
+                    else
+                        host.Key(key, (event.key.keysym.mod & KMOD_SHIFT) != 0);
+                }
+            }
+            if (autopilot)
+                for (const auto& key : AutopilotKeys(frame))
+                    host.Key(key.first, key.second);
+            host.Tick(frame);
+            std::vector<SDL_Rect> changed = host.Redraw(canvas.get());
+            if (!changed.empty()) {
+                SDL_Surface* screen = SDL_GetWindowSurface(window.get());
+                for (SDL_Rect& r : changed)
+                    SDL_BlitSurface(canvas.get(), &r, screen, &r);
+                SDL_UpdateWindowSurfaceRects(window.get(), changed.data(),
+                                             static_cast<int>(changed.size()));
+            }
+            SDL_Delay(16);
+        }
+    }
+    if (!screenshot.empty())
+        WriteScreenshot(window.get(), screenshot);
+    return 0;
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -351,73 +335,12 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "sdl_stage: %s\n", SDL_GetError());
         return 1;
     }
-    SDL_Window* window = SDL_CreateWindow("sprig: pen trails (arrows move, space pen, e erase)",
-                                          SDL_WINDOWPOS_CENTERED, SDL_WINDOWPOS_CENTERED,
-                                          kViewWidth, kViewHeight, 0);
-    SDL_Surface* canvas =
-        SDL_CreateRGBSurfaceWithFormat(0, kViewWidth, kViewHeight, 32, SDL_PIXELFORMAT_ARGB8888);
-    if (!window || !canvas) {
-        std::fprintf(stderr, "sdl_stage: %s\n", SDL_GetError());
-        SDL_Quit();
-        return 1;
+    int status = 1;
+    try {
+        status = Run(frames, autopilot, screenshot);
+    } catch (const sprig::Error& e) {
+        std::fprintf(stderr, "sdl_stage: %s\n", e.what());
     }
-    cairo_surface_t* surface = cairo_image_surface_create_for_data(
-        static_cast<unsigned char*>(canvas->pixels), CAIRO_FORMAT_ARGB32, kViewWidth, kViewHeight,
-        canvas->pitch);
-    cairo_t* cr = cairo_create(surface);
-
-    {
-        Host host;
-        bool running = true;
-        for (int frame = 0; running && frame != frames; frame++) {
-            SDL_Event event;
-            while (SDL_PollEvent(&event)) {
-                if (event.type == SDL_QUIT)
-                    running = false;
-                else if (event.type == SDL_KEYDOWN) {
-                    const SDL_Keycode key = event.key.keysym.sym;
-                    if (key == SDLK_ESCAPE || key == SDLK_q)
-                        running = false;
-                    else
-                        host.Key(key, (event.key.keysym.mod & KMOD_SHIFT) != 0);
-                }
-            }
-            if (autopilot)
-                for (const auto& key : AutopilotKeys(frame))
-                    host.Key(key.first, key.second);
-            host.Tick(frame);
-            const std::vector<SDL_Rect> damage = host.Redraw(cr);
-            if (!damage.empty()) {
-                cairo_surface_flush(surface);
-                SDL_Surface* screen = SDL_GetWindowSurface(window);
-                for (SDL_Rect r : damage)
-                    SDL_BlitSurface(canvas, &r, screen, &r);
-                SDL_UpdateWindowSurfaceRects(window, damage.data(),
-                                             static_cast<int>(damage.size()));
-            }
-            SDL_Delay(16);
-        }
-    }
-    if (!screenshot.empty()) {
-        // What the window shows, read back from its surface when its pixels
-        // are 32-bit words cairo can read; else the canvas behind it.
-        SDL_Surface* screen = SDL_GetWindowSurface(window);
-        cairo_surface_t* shot = surface;
-        if (screen && (screen->format->format == SDL_PIXELFORMAT_RGB888 ||
-                       screen->format->format == SDL_PIXELFORMAT_ARGB8888))
-            shot = cairo_image_surface_create_for_data(static_cast<unsigned char*>(screen->pixels),
-                                                       CAIRO_FORMAT_RGB24, screen->w, screen->h,
-                                                       screen->pitch);
-        cairo_surface_flush(surface);
-        if (cairo_surface_write_to_png(shot, screenshot.c_str()) != CAIRO_STATUS_SUCCESS)
-            std::fprintf(stderr, "sdl_stage: cannot write %s\n", screenshot.c_str());
-        if (shot != surface)
-            cairo_surface_destroy(shot);
-    }
-    cairo_destroy(cr);
-    cairo_surface_destroy(surface);
-    SDL_FreeSurface(canvas);
-    SDL_DestroyWindow(window);
     SDL_Quit();
-    return 0;
+    return status;
 }
