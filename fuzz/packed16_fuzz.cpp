@@ -11,6 +11,7 @@
 #include <memory>
 #include <vector>
 
+#include "fuzz/fuzz_check.h"
 #include "packing/packing_p.h"
 #include "sprig/foundation.h"
 #include "sprig/packing.h"
@@ -18,12 +19,6 @@
 namespace {
 
 constexpr uint64_t kMaxPixels = 1 << 18;
-
-void Require(bool condition)
-{
-    if (!condition)
-        std::abort();
-}
 
 uint32_t Load32(const uint8_t* p)
 {

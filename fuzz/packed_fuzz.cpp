@@ -12,6 +12,7 @@
 #include <memory>
 #include <vector>
 
+#include "fuzz/fuzz_check.h"
 #include "packing/packing_p.h"
 #include "sprig/packing.h"
 #include "sprig/platform.h"
@@ -21,12 +22,6 @@ namespace {
 // Keeps each run within a few megabytes: a small valid picture can describe
 // 32767 x 32767 pixels.
 constexpr uint64_t kMaxPixels = 1 << 18;
-
-void Require(bool condition)
-{
-    if (!condition)
-        std::abort();
-}
 
 bool SmallEnough(int32_t width, int32_t height)
 {

@@ -18,6 +18,7 @@
 #include <cstring>
 #include <vector>
 
+#include "fuzz/fuzz_check.h"
 #include "sprig/coregraphics.h"
 #include "sprig/engine.h"
 #include "sprig/images.h"
@@ -35,12 +36,6 @@ constexpr int kStageHeight = 48;
 // Keeps each run quick: scaled copies are built for every size.
 constexpr int32_t kMaxSide = 256;
 constexpr int64_t kMaxPixels = 1 << 14;
-
-void Require(bool condition)
-{
-    if (!condition)
-        std::abort();
-}
 
 int32_t HeaderWord(const uint8_t* data, size_t size, size_t word)
 {

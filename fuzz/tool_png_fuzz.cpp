@@ -18,6 +18,7 @@
 #include <memory>
 #include <vector>
 
+#include "fuzz/fuzz_check.h"
 #include "sprig/packing.h"
 #include "tools/file_io.h"
 #include "tools/packed_file.h"
@@ -25,12 +26,6 @@
 namespace {
 
 constexpr uint64_t kMaxPixels = 1 << 18;
-
-void Require(bool condition)
-{
-    if (!condition)
-        std::abort();
-}
 
 uint32_t BigWord(const uint8_t* p)
 {

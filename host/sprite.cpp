@@ -27,9 +27,9 @@ void Release(SpriteCore* core) noexcept
     SprDeleteSprite(core->sprite);
 }
 
-// Positions stay within the platform's 16-bit coordinates: the engine
-// brings a sprite back onto the stage, and draws its pen line, a stage
-// width at a time, so a position far beyond them would take forever.
+// Positions stay within the platform's 16-bit coordinates, where every
+// rectangle and pixel of a stage lies; a position beyond them is a host's
+// mistake, reported rather than wrapped onto the stage.
 void CheckPosition(double value, const char* name, const char* call)
 {
     if (!(value >= kMinPosition && value <= kMaxPosition))

@@ -16,25 +16,9 @@ shift || true
 [[ "$seconds" =~ ^[1-9][0-9]*$ ]] || { echo "fuzz: SECONDS must be a whole number above 0" >&2; exit 2; }
 
 # clang and its libFuzzer runtime (Debian ships it in libclang-rt-N-dev).
-missing=()
-dpkg-query -W -f='${Status}' clang 2>/dev/null | grep -q "install ok installed" || missing+=(clang)
-if [ ${#missing[@]} -eq 0 ]; then
-    major=$(clang++ -dumpversion | cut -d. -f1)
-    dpkg-query -W -f='${Status}' "libclang-rt-$major-dev" 2>/dev/null | grep -q "install ok installed" ||
-        missing+=("libclang-rt-$major-dev")
-fi
-if [ ${#missing[@]} -gt 0 ]; then
-    echo "fuzz: installing ${missing[*]}"
-    sudo=""
-    [ "$(id -u)" -eq 0 ] || sudo="sudo"
-    $sudo apt-get update -qq
-    DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
-    if [[ " ${missing[*]} " == *" clang "* ]]; then
-        major=$(clang++ -dumpversion | cut -d. -f1)
-        DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends \
-            "libclang-rt-$major-dev" >/dev/null
-    fi
-fi
+source scripts/packages.sh
+install_missing clang
+install_missing "libclang-rt-$(clang++ -dumpversion | cut -d. -f1)-dev"
 
 launcher=()
 command -v ccache >/dev/null && launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)

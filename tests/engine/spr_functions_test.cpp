@@ -29,6 +29,15 @@ class HostStage : public testing::Test
         SetSpriteOrigin(none);
     }
 
+    // A sprite made, given picture `image` and shown, as a host does it.
+    CSprite* Shown(int32_t refNum, int32_t image)
+    {
+        CSprite* sprite = SprNewSprite(list, refNum);
+        SprSetImage(sprite, image, 0);
+        SprShow(sprite, 1);
+        return sprite;
+    }
+
     World backdrop, background, sprites;
     CSpriteList* list = nullptr;
 };
@@ -159,9 +168,7 @@ TEST_F(HostStage, OriginShift)
 TEST_F(HostStage, UpdateAndDrawThroughTheView)
 {
     RegisterSolid(300, 4, 4, kBlue);
-    CSprite* s = SprNewSprite(list, 1);
-    SprSetImage(s, 300, 0);
-    SprShow(s, 1);
+    CSprite* s = Shown(1, 300);
     SprSetPenMode(s, 1);
     SprSetPenSize(s, 1);
     SprSetPenColor(s, 0, 0xFFFF, 0);
@@ -191,13 +198,9 @@ TEST_F(HostStage, UpdateAndDrawThroughTheView)
 TEST_F(HostStage, GuardsTurnExceptionsIntoResults)
 {
     RegisterSolid(300, 100, 2, kRed);
-    CSprite* huge = SprNewSprite(list, 1);
-    SprSetImage(huge, 300, 0);
-    SprShow(huge, 1);
+    CSprite* huge = Shown(1, 300);
     SprSetSize(huge, 2000); // 5000 pixels wide
-    CSprite* other = SprNewSprite(list, 2);
-    SprSetImage(other, 300, 0);
-    SprShow(other, 1);
+    CSprite* other = Shown(2, 300);
     EXPECT_ANY_THROW(huge->InCollisionWith(other));
     EXPECT_EQ(SprCollision(huge, other), -1);
     EXPECT_ANY_THROW(SprStamp(huge));
@@ -223,9 +226,7 @@ TEST_F(HostStage, GuardsTurnExceptionsIntoResults)
 TEST_F(HostStage, NullHandlesAndPointersDoNothing)
 {
     RegisterSolid(300, 4, 4, kRed);
-    CSprite* s = SprNewSprite(list, 5);
-    SprSetImage(s, 300, 0);
-    SprShow(s, 1);
+    CSprite* s = Shown(5, 300);
     const double x = 20, y = 20;
     SprSetPos(s, &x, &y);
     list->InitRedisplayRects();
@@ -351,9 +352,7 @@ TEST_F(HostStage, NullWorldsMakeNoStage)
 TEST_F(HostStage, MovesThatAreNotNumbersChangeNothing)
 {
     RegisterSolid(300, 4, 4, kRed);
-    CSprite* s = SprNewSprite(list, 1);
-    SprSetImage(s, 300, 0);
-    SprShow(s, 1);
+    CSprite* s = Shown(1, 300);
     const double start = 30.25;
     SprSetPos(s, &start, &start);
     const double inf = INFINITY, finite = 12.5;
@@ -386,13 +385,9 @@ TEST_F(HostStage, MovesThatAreNotNumbersChangeNothing)
 TEST_F(HostStage, NumbersAtTheEndsOfTheirRanges)
 {
     RegisterSolid(300, 100, 2, kRed);
-    CSprite* s = SprNewSprite(list, 1);
-    SprSetImage(s, 300, 0);
-    SprShow(s, 1);
+    CSprite* s = Shown(1, 300);
     SprSetFrame(s, 1);
-    CSprite* t = SprNewSprite(list, 2);
-    SprSetImage(t, 300, 0);
-    SprShow(t, 1);
+    CSprite* t = Shown(2, 300);
     const double at = 50;
     SprSetPos(s, &at, &at);
     SprSetPos(t, &at, &at);
