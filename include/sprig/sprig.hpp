@@ -28,7 +28,8 @@
  * names the call and the argument at fault. Calls come from one thread.
  *
  * This header declares only names in namespace sprig (and the SPRIG_ macros
- * of sprig/export.h); the library's other headers are never included, so a
+ * of sprig/export.h, with sprig_version() and the SPRIG_VERSION_ macros of
+ * sprig/version.h); the library's other headers are never included, so a
  * host's own names cannot clash with them.
  *
  * Pixel word: where this interface hands out 32-bit pixels, each is stored
@@ -48,6 +49,7 @@
 #include <vector>
 
 #include "sprig/export.h"
+#include "sprig/version.h"
 
 /* Members a host never calls stay out of libsprig.so's interface. */
 #if defined(__GNUC__) || defined(__clang__)

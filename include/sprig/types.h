@@ -10,6 +10,7 @@
 #include <stdint.h>
 
 #include "sprig/export.h"
+#include "sprig/version.h"
 
 typedef unsigned char Boolean;
 typedef int16_t OSErr;
