@@ -46,6 +46,9 @@ set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 # Dependencies on other packages' libraries come from dpkg-shlibdeps; those
 # between our own packages are written below, at exactly this version.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+# dpkg-shlibdeps finds libsprig.so.0 in the build folder (it belongs to no
+# installed package yet, so it adds nothing for it).
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR})
 set(sprig_exact "(= ${PROJECT_VERSION})")
 set(sprig_licence "Distributed under the zlib licence.")
 

@@ -3,7 +3,7 @@
 # python3-sprig when the Python module is built) with CPack, installs them
 # with apt-get as a user would, builds examples/hello_host against the
 # installed files with pkg-config and with find_package, runs the installed
-# `sprig demo`, and removes the packages again (unless KEEP_PACKAGES=1).
+# `sprig demo`, and purges the packages again (unless KEEP_PACKAGES=1).
 # Needs root or sudo. Usage: package_test.sh [BUILD_DIR] (default build-deb)
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -30,7 +30,7 @@ for wanted in libsprig0 libsprig-dev sprig-tools; do
     echo "$packages" | grep -qx "$wanted" || { echo "no $wanted package"; exit 1; }
 done
 
-remove() { [ "${KEEP_PACKAGES:-0}" = 1 ] || $sudo apt-get remove -y -qq $packages >/dev/null; }
+remove() { [ "${KEEP_PACKAGES:-0}" = 1 ] || $sudo apt-get purge -y -qq $packages >/dev/null; }
 trap remove EXIT
 debs_abs=()
 for deb in "${debs[@]}"; do debs_abs+=("$(realpath "$deb")"); done
