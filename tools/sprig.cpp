@@ -146,7 +146,10 @@ int main(int argc, char** argv)
     if (name == "help") {
         const auto found = Commands().find(argv[2]);
         if (argc > 3 || found == Commands().end()) {
-            std::fprintf(stderr, "sprig: help: unknown command '%s'\n", argv[2]);
+            if (argc > 3)
+                std::fprintf(stderr, "sprig: help takes one command\n");
+            else
+                std::fprintf(stderr, "sprig: help: unknown command '%s'\n", argv[2]);
             PrintUsage(stderr);
             return 2;
         }
