@@ -1,4 +1,5 @@
-/* sprig: every exported interface of the library. */
+/** @file
+ * sprig: every exported interface of the library. */
 #ifndef SPRIG_H
 #define SPRIG_H
 

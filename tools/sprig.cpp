@@ -5,6 +5,7 @@
 #include <cstring>
 #include <map>
 
+#include "sprig/version.h"
 #include "tools/command.h"
 #include "tools/file_io.h"
 
@@ -18,9 +19,20 @@ std::map<std::string, ToolCommand>& Commands()
 
 void PrintUsage(FILE* out)
 {
-    std::fprintf(out, "usage: sprig COMMAND [ARGS...]\n       sprig COMMAND --help\n\ncommands:\n");
+    std::fprintf(out, "usage: sprig COMMAND [ARGS...]\n"
+                      "       sprig COMMAND --help\n"
+                      "       sprig help [COMMAND]\n"
+                      "       sprig --version\n\ncommands:\n");
     for (const auto& entry : Commands())
         std::fprintf(out, "  %-12s %s\n", entry.first.c_str(), entry.second.summary);
+}
+
+// The tool's version, and the library's when the one loaded is another.
+void PrintVersion()
+{
+    std::printf("sprig %s\n", SPRIG_VERSION_STRING);
+    if (std::strcmp(sprig_version(), SPRIG_VERSION_STRING) != 0)
+        std::printf("libsprig.so %s\n", sprig_version());
 }
 
 void PrintCommandHelp(const ToolCommand& command)
@@ -123,8 +135,25 @@ int main(int argc, char** argv)
         return 2;
     }
     const std::string name = argv[1];
-    if (name == "--help" || name == "-h" || name == "help") {
+    if (name == "--version") {
+        PrintVersion();
+        return 0;
+    }
+    if (name == "--help" || name == "-h" || (name == "help" && argc == 2)) {
         PrintUsage(stdout);
+        return 0;
+    }
+    if (name == "help") {
+        const auto found = Commands().find(argv[2]);
+        if (argc > 3 || found == Commands().end()) {
+            if (argc > 3)
+                std::fprintf(stderr, "sprig: help takes one command\n");
+            else
+                std::fprintf(stderr, "sprig: help: unknown command '%s'\n", argv[2]);
+            PrintUsage(stderr);
+            return 2;
+        }
+        PrintCommandHelp(found->second);
         return 0;
     }
     const auto found = Commands().find(name);

@@ -311,6 +311,14 @@ int Run(int frames, bool autopilot, const std::string& screenshot)
     return 0;
 }
 
+const char kUsage[] = "usage: sdl_stage [--frames N] [--autopilot] [--screenshot FILE.png]\n"
+                      "\n"
+                      "Shows a stage in a window. --frames N quits after N frames, --autopilot\n"
+                      "walks the turtle by itself, --screenshot writes the last frame to a PNG.\n"
+                      "Keys: arrows move the turtle (shift: long steps that wrap across the\n"
+                      "edges), space lifts or lowers the pen, e erases, 1-4 pen size, c colour,\n"
+                      "a antialiasing, s stamp, q or Esc quits.\n";
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -325,9 +333,11 @@ int main(int argc, char** argv)
             autopilot = true;
         else if (!std::strcmp(argv[i], "--screenshot") && i + 1 < argc)
             screenshot = argv[++i];
-        else {
-            std::fprintf(stderr,
-                         "usage: sdl_stage [--frames N] [--autopilot] [--screenshot FILE.png]\n");
+        else if (!std::strcmp(argv[i], "--help") || !std::strcmp(argv[i], "-h")) {
+            std::printf("%s", kUsage);
+            return 0;
+        } else {
+            std::fprintf(stderr, "%s", kUsage);
             return 2;
         }
     }

@@ -1,4 +1,5 @@
-/* sprig: the library's one blend of a paint pixel over another pixel, and
+/** @file
+ * sprig: the library's one blend of a paint pixel over another pixel, and
  * its inverse.
  *
  * Pixels are pixel words with straight (not premultiplied) alpha:
@@ -18,11 +19,11 @@
 
 namespace sprig {
 
-// The blend in inline form, for the library's pixel loops. Two cases need no
-// floating point and give the same bits as the general steps: over an opaque
-// pixel dA is exactly 1.0f, so f = k and A = 255 and each channel is an exact
-// integer quotient by 255; over a transparent pixel f = 0 and A = a, so each
-// channel is (a * ch(s)) / a = ch(s) and the result is s itself.
+/// The blend in inline form, for the library's pixel loops. Two cases need no
+/// floating point and give the same bits as the general steps: over an opaque
+/// pixel dA is exactly 1.0f, so f = k and A = 255 and each channel is an exact
+/// integer quotient by 255; over a transparent pixel f = 0 and A = a, so each
+/// channel is (a * ch(s)) / a = ch(s) and the result is s itself.
 inline uint32_t MixPixel(uint32_t paint, uint32_t under)
 {
     const uint32_t a = paint & 0xFF;
@@ -58,18 +59,18 @@ inline uint32_t MixPixel(uint32_t paint, uint32_t under)
 
 SPRIG_EXTERN_C_BEGIN
 
-/* paint composited over under. */
+/** paint composited over under. */
 SPRIG_EXPORT uint32_t MyMixColors(uint32_t paint, uint32_t under);
 
-/* The paint that, mixed over under, gave mixed; 0 when the two alphas give a
+/** The paint that, mixed over under, gave mixed; 0 when the two alphas give a
  * blend factor of 0 (equal alphas) or none at all (an opaque under). */
 SPRIG_EXPORT uint32_t ReMixColors(uint32_t mixed, uint32_t under);
 
-/* Replaces every pixel p of the world's bounds by ReMixColors(p, under), or
+/** Replaces every pixel p of the world's bounds by ReMixColors(p, under), or
  * by under where that is 0: undoes a drawing over a background of under. */
 SPRIG_EXPORT void RecreateColors(GWorldPtr world, uint32_t under);
 
-/* Blends count paint pixels over count under pixels, each exactly as
+/** Blends count paint pixels over count under pixels, each exactly as
  * MyMixColors does, four at a time where the processor allows. */
 SPRIG_EXPORT void MixColorsRow(const uint32_t* paint, uint32_t* under, int32_t count);
 

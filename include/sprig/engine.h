@@ -1,4 +1,5 @@
-/* sprig: the sprite engine: sprites, the stage that owns them and redraws
+/** @file
+ * sprig: the sprite engine: sprites, the stage that owns them and redraws
  * what changed, stage drawing, hit tests and collision.
  *
  * A stage (CSpriteList) is a rectangle of stage coordinates with three
@@ -29,52 +30,59 @@
 
 class CSpriteList;
 
-/* One movable picture on a stage. A new sprite is invisible, has no picture
+/** One movable picture on a stage. A new sprite is invisible, has no picture
  * and stands in front of all others. */
 class SPRIG_EXPORT CSprite
 {
   public:
-    /* Appended at the end of the list's drawing sequence; nothing is marked. */
+    /** Appended at the end of the list's drawing sequence; nothing is marked. */
     CSprite(CSpriteList* list, int32_t refNum);
-    /* Marks the sprite's rectangle and leaves the list. */
+    /** @{ */
+    /** Marks the sprite's rectangle and leaves the list. */
     ~CSprite();
     CSprite(const CSprite&) = delete;
     CSprite& operator=(const CSprite&) = delete;
+    /** @} */
 
-    /* Setters mark what they change (see each); those the host may want to
+    /** @{ */
+    /** Setters mark what they change (see each); those the host may want to
      * undo return the previous value. */
-    bool SetVisible(bool shown);        /* always marks mRect */
-    void SetPenColor(RGBColor* colour); /* marks mRect for a colorized picture */
-    void SetOpacity(short opacity);     /* marks mRect when it changes */
-    void SetFrame(short frame);         /* 0 none, 1 solid, 2 dashed */
-    void SetSize(short size);           /* marks the old and new rectangles */
+    bool SetVisible(bool shown);        /**< always marks mRect */
+    void SetPenColor(RGBColor* colour); /**< marks mRect for a colorized picture */
+    void SetOpacity(short opacity);     /**< marks mRect when it changes */
+    void SetFrame(short frame);         /**< 0 none, 1 solid, 2 dashed */
+    void SetSize(short size);           /**< marks the old and new rectangles */
     short GetSize();
     int32_t SetImage(int32_t image, int32_t unused);
     int32_t SetZOrder(int32_t z);
-    /* Moves to the place a sprite of value z would take; mZ is kept. */
+    /** @} */
+    /** Moves to the place a sprite of value z would take; mZ is kept. */
     void SendTo(int32_t z);
 
-    /* The bounding rectangle: the scaled picture centred on the rounded
+    /** @{ */
+    /** The bounding rectangle: the scaled picture centred on the rounded
      * position; empty for a sprite without a picture. */
     void MakeRect(Rect* out);
     Rect GetRect();
+    /** @} */
 
-    /* Draws the sprite at mRect into target (visible or not). */
+    /** Draws the sprite at mRect into target (visible or not). */
     void Output(GWorldPtr target);
-    /* Output into the stage's sprite surface, if visible. */
+    /** Output into the stage's sprite surface, if visible. */
     void Draw();
-    /* Output into the stage's background, then marks mRect. */
+    /** Output into the stage's background, then marks mRect. */
     void Stamp();
-    /* The colour of the stage (background, or backdrop where the background
+    /** The colour of the stage (background, or backdrop where the background
      * is white) under the sprite's centre. */
     RGBColor GetColorUnder();
-    /* Brings the position back into the stage by whole stage sizes, as
+    /** Brings the position back into the stage by whole stage sizes, as
      * stepping one stage size at a time would (positions of 2^53 or more by
      * their exact remainder). A stage without width or height, and a
      * position that is not a finite number, are left as they are. */
     void WrapXY();
 
-    /* Moves with the pen: the old and new rectangles are marked (when
+    /** @{ */
+    /** Moves with the pen: the old and new rectangles are marked (when
      * visible), the position wraps, and the pen draws from the old position
      * to (x, y) unwrapped, the stage wrapping the line. SetPos starts the
      * line at the old position rounded to whole pixels and never
@@ -85,41 +93,42 @@ class SPRIG_EXPORT CSprite
      * nothing is drawn or marked. */
     void SetPos(double x, double y);
     void SetPosPaint(double x, double y, uint32_t unused, GWorldPtr unusedWorld, int antialias);
-    /* SetPos(mX + dx, mY + dy). */
+    /** @} */
+    /** SetPos(mX + dx, mY + dy). */
     void Move(double dx, double dy);
 
-    /* Is there an opaque pixel of the sprite within radius of (h, v)? */
+    /** Is there an opaque pixel of the sprite within radius of (h, v)? */
     bool Clicked(int32_t h, int32_t v, int32_t radius);
-    /* Is the sprite's pixel at (h, v) opaque? */
+    /** Is the sprite's pixel at (h, v) opaque? */
     bool PtVisible(short h, short v);
-    /* Do the two sprites overlap in pixels that both have non-zero alpha? */
+    /** Do the two sprites overlap in pixels that both have non-zero alpha? */
     bool InCollisionWith(CSprite* other);
 
-    CSpriteList* mList;
-    int32_t mRefNum;
-    double mX;
-    double mY;
-    bool mVisible;
-    bool mWrap;
-    int32_t mZ;
-    int32_t mImage;
-    short mSize;
-    short mPenMode;
-    short mPenSize;
-    short mOpacity;
-    RGBColor mPenColor;
-    Rect mRect;
-    short mFrame;
+    CSpriteList* mList; /**< the stage it belongs to */
+    int32_t mRefNum;    /**< the host's number for it */
+    double mX;          /**< horizontal position of its centre, stage pixels */
+    double mY;          /**< vertical position of its centre, stage pixels */
+    bool mVisible;      /**< shown (drawn in every frame) */
+    bool mWrap;         /**< positions wrap across the stage's edges (true) */
+    int32_t mZ;         /**< the value SetZOrder last gave */
+    int32_t mImage;     /**< the pool number of its picture; outside 0 to 15999 for none */
+    short mSize;        /**< scale in fortieths of the picture's size (40 natural) */
+    short mPenMode;     /**< 0 up, 2 erase, others draw */
+    short mPenSize;     /**< pen width in pixels */
+    short mOpacity;     /**< 0 transparent to 255 opaque */
+    RGBColor mPenColor; /**< the pen's colour, and a colorized picture's tint */
+    Rect mRect;         /**< where it was last drawn, stage coordinates */
+    short mFrame;       /**< 0 no frame, 1 solid, 2 dashed */
 };
 
-/* The position of the one find iteration of the library (FindSprite,
+/** The position of the one find iteration of the library (FindSprite,
  * FindNextSprite): the number of sprites of the sequence before it. */
 struct SpriteCursor
 {
-    size_t index;
+    size_t index; /**< sprites of the sequence already found */
 };
 
-/* One stage. */
+/** One stage. */
 class SPRIG_EXPORT CSpriteList
 {
   public:
@@ -128,46 +137,58 @@ class SPRIG_EXPORT CSpriteList
         kMaxRects = 140
     };
 
-    /* The whole stage is marked at once. The surfaces stay the host's. */
+    /** The whole stage is marked at once. The surfaces stay the host's. */
     CSpriteList(GWorldPtr backdrop, GWorldPtr background, GWorldPtr sprites, Rect* bounds);
-    /* Destroys every sprite still on the stage. */
+    /** @{ */
+    /** Destroys every sprite still on the stage. */
     ~CSpriteList();
     CSpriteList(const CSpriteList&) = delete;
     CSpriteList& operator=(const CSpriteList&) = delete;
+    /** @} */
 
-    /* New surfaces and stage rectangle; nothing is marked. */
+    /** @{ */
+    /** New surfaces and stage rectangle; nothing is marked. */
     void ReInit(GWorldPtr backdrop, GWorldPtr background, GWorldPtr sprites, Rect* bounds);
     void BgChanged(GWorldPtr background);
     void SetFactor(uint32_t factor);
+    /** @} */
 
-    /* The redisplay table. */
+    /** The redisplay table. */
     void InitRedisplayRects();
-    /* Clips r to the stage, merges it with the pending rectangles it
+    /** @{ */
+    /** Clips r to the stage, merges it with the pending rectangles it
      * overlaps and stores it. */
     void AddDisplayRect(CRect r);
     void UpdateAll(Rect* r);
-    /* Stage to view coordinates: each coordinate times the factor, 16 bits. */
+    /** @} */
+    /** Stage to view coordinates: each coordinate times the factor, 16 bits. */
     void FactorRect(Rect& r);
-    /* Invalidates every pending rectangle of the view and empties the table. */
+    /** Invalidates every pending rectangle of the view and empties the table. */
     void Update(HIViewRef view);
 
+    /** The background's colour at (h, v), or the backdrop's where the
+     * background is white. */
     RGBColor GetPixel(int h, int v);
 
-    /* The drawing sequence. */
+    /** The drawing sequence. */
     void AddSprite(CSprite* s);
-    /* Before the first sprite whose z (its low 16 bits) is smaller than z. */
+    /** @{ */
+    /** Before the first sprite whose z (its low 16 bits) is smaller than z. */
     void InsertSprite(CSprite* s, int32_t z);
     void DeleteSprite(CSprite* s);
-    /* Reference numbers from the front sprite to the back one; 0 at the end. */
+    /** @} */
+    /** @{ */
+    /** Reference numbers from the front sprite to the back one; 0 at the end. */
     int32_t FindSprite();
     int32_t FindNextSprite();
+    /** @} */
 
-    /* Draws the sprites during the view's draw event. */
+    /** Draws the sprites during the view's draw event. */
     void UpdateControl(CGContextRef context, HIViewRef view, EventRef event);
-    /* Draws the sprites into a context at (x / 1000, y / 1000), width x height. */
+    /** Draws the sprites into a context at (x / 1000, y / 1000), width x height. */
     void UpdateContext(CGContextRef context, int32_t x, int32_t y, int32_t width, int32_t height);
 
-    /* Pen trails. Draws the line from (x1, y1) to (x2, y2) into the
+    /** Pen trails. Draws the line from (x1, y1) to (x2, y2) into the
      * background, wrapped around the stage (a piece per edge crossed), and
      * marks each piece. penMode 0 draws nothing, 2 erases (what the stroke
      * covers exactly becomes transparent white), others paint in penColor
@@ -182,34 +203,34 @@ class SPRIG_EXPORT CSpriteList
     void DrawLine(double x1, double y1, double x2, double y2, int penMode, int penSize,
                   RGBColor* penColor, short opacity, uint32_t unused, GWorldPtr unusedWorld,
                   int antialias);
-    /* The edges of the stage (1 left, 2 top, 4 right, 8 bottom) on which the
+    /** The edges of the stage (1 left, 2 top, 4 right, 8 bottom) on which the
      * integer line from (x1, y1) to (x2, y2) leaves it, in 32-bit integers. */
     static int GetClipSide(CRect stage, int x1, int y1, int x2, int y2);
-    /* Moves B along the line towards A onto the edges of clip; returns the
+    /** Moves B along the line towards A onto the edges of clip; returns the
      * last edge clipped (0 left, 1 top, 2 right, 3 bottom) or -1. */
     static int ClipLine(CRect& clip, double& ax, double& ay, double& bx, double& by);
 
-    int32_t mRectCount;
-    CRect mBounds;
-    CRect mRects[kMaxRects];
-    uint32_t mFactor;
-    std::vector<CSprite*> mSprites;
-    GWorldPtr mBackdropWorld;
-    GWorldPtr mBackgroundWorld;
-    GWorldPtr mSpriteWorld;
+    int32_t mRectCount;             /**< rectangles marked in mRects */
+    CRect mBounds;                  /**< the stage, in stage coordinates */
+    CRect mRects[kMaxRects];        /**< the marked redisplay rectangles */
+    uint32_t mFactor;               /**< zoom factor from stage to view */
+    std::vector<CSprite*> mSprites; /**< the drawing sequence, back first */
+    GWorldPtr mBackdropWorld;       /**< the host's backdrop (read only) */
+    GWorldPtr mBackgroundWorld;     /**< pen trails and stamps */
+    GWorldPtr mSpriteWorld;         /**< where the sprites are composited */
 };
 
-/* The find cursor, shared by all stages (one iteration at a time). */
+/** The find cursor, shared by all stages (one iteration at a time). */
 SPRIG_EXPORT extern SpriteCursor* priv;
 
 SPRIG_EXTERN_C_BEGIN
 
-/* The rounding of positions everywhere in the engine: v >= 0 gives
+/** The rounding of positions everywhere in the engine: v >= 0 gives
  * trunc(v + 0.5), v < 0 gives trunc(v - 0.499999); so 2.5 gives 3, -2.5
  * gives -2, -2.6 gives -3. Values beyond 32 bits saturate; NaN gives 0. */
 SPRIG_EXPORT int32_t SprRound(const double* value);
 
-/* The sprite functions: the host's way into the engine. A stage is handed
+/** The sprite functions: the host's way into the engine. A stage is handed
  * out as a CSpriteList* and a sprite as a CSprite*; both are opaque handles
  * that stay valid until deleted (deleting a stage deletes its sprites).
  * Arguments declared short are taken from their low 16 bits; Boolean
@@ -227,69 +248,78 @@ SPRIG_EXPORT int32_t SprRound(const double* value);
  * a world that cannot be made while a picture is resized) and report it in
  * their result; the other functions let it pass to the host. */
 
-/* The offset of the stage's origin in the host's coordinates (0, 0 at
+/** @{ */
+/** The offset of the stage's origin in the host's coordinates (0, 0 at
  * start): SetSpriteOrigin sets it, ShiftRect and SprUpdateAll use it. */
 SPRIG_EXPORT extern int32_t global_ShiftX_;
 SPRIG_EXPORT extern int32_t global_ShiftY_;
+/** @} */
 
-/* global_ShiftX_ = origin.h, global_ShiftY_ = origin.v. */
+/** global_ShiftX_ = origin.h, global_ShiftY_ = origin.v. */
 SPRIG_EXPORT void SetSpriteOrigin(Point origin);
 
-/* A stage over the host's three worlds and the stage rectangle *bounds (any
+/** A stage over the host's three worlds and the stage rectangle *bounds (any
  * rectangle; one without width or height has nowhere to wrap to, and its
  * marks cover nothing); the whole stage is marked. Null, and no stage, when
  * a world or bounds is null (as a world NewGWorld refused is). The worlds
  * should cover the stage rectangle: drawing outside a world is clipped. */
 SPRIG_EXPORT CSpriteList* SprInitSprites(GWorldPtr backdrop, GWorldPtr background,
                                          GWorldPtr sprites, Rect* bounds);
-/* New worlds and stage rectangle for the stage; nothing is marked. Nothing
+/** New worlds and stage rectangle for the stage; nothing is marked. Nothing
  * changes when a world or bounds is null. */
 SPRIG_EXPORT void SprReInitSprites(CSpriteList* list, GWorldPtr backdrop, GWorldPtr background,
                                    GWorldPtr sprites, Rect* bounds);
-/* A new background world; nothing changes for a null one. */
+/** A new background world; nothing changes for a null one. */
 SPRIG_EXPORT void SprListBgChanged(CSpriteList* list, GWorldPtr background);
-/* Destroys the stage and its sprites; nothing for null. */
+/** Destroys the stage and its sprites; nothing for null. */
 SPRIG_EXPORT void SprDeleteList(CSpriteList* list);
-/* The zoom factor from stage to view coordinates (1 at start); any value,
+/** The zoom factor from stage to view coordinates (1 at start); any value,
  * view rectangles keeping the low 16 bits of their products. */
 SPRIG_EXPORT void SprSetFactor(CSpriteList* list, uint32_t factor);
-/* Reference numbers from the front sprite to the back one; 0 at the end.
+/** @{ */
+/** Reference numbers from the front sprite to the back one; 0 at the end.
  * One iteration for the whole library: SprFindNextSprite continues the last
  * SprFindSprite, and the stage's sprites must not change in between. */
 SPRIG_EXPORT int32_t SprFindSprite(CSpriteList* list);
 SPRIG_EXPORT int32_t SprFindNextSprite(CSpriteList* list);
-/* Marks the host rectangle *r (moved back by the origin shift, each part
+/** @} */
+/** Marks the host rectangle *r (moved back by the origin shift, each part
  * taken as 16 bits) for redraw. 1, or 0 when an exception passed or r is
  * null. The flag has no effect. */
 SPRIG_EXPORT int32_t SprUpdateAll(CSpriteList* list, Rect* r, Boolean flag);
-/* Invalidates every marked rectangle (times the zoom factor) of the view
+/** Invalidates every marked rectangle (times the zoom factor) of the view
  * and empties the table. 1, or 0 when an exception passed or list is
  * null. */
 SPRIG_EXPORT int32_t SprUpdate(CSpriteList* list, HIViewRef view);
-/* From the view's draw event: draws the sprites over the view. On an
+/** From the view's draw event: draws the sprites over the view. On an
  * exception nothing reaches the view. A null context draws nothing; a null
  * view or event is accepted (an event without a region draws the whole
  * surface). */
 SPRIG_EXPORT void SprUpdateControl(CSpriteList* list, CGContextRef context, HIViewRef view,
                                    EventRef event);
-/* Draws the sprites into a context at (x / 1000, y / 1000), width x height;
+/** Draws the sprites into a context at (x / 1000, y / 1000), width x height;
  * any values. A null context draws nothing. */
 SPRIG_EXPORT void SprUpdateContext(CSpriteList* list, CGContextRef context, int32_t x, int32_t y,
                                    int32_t width, int32_t height);
 
-/* A new sprite: invisible, no picture, in front of all others; any
+/** A new sprite: invisible, no picture, in front of all others; any
  * reference number (0 cannot be told from the end of SprFindSprite). */
 SPRIG_EXPORT CSprite* SprNewSprite(CSpriteList* list, int32_t refNum);
-/* Marks the sprite's area and destroys it; nothing for null. */
+/** Marks the sprite's area and destroys it; nothing for null. */
 SPRIG_EXPORT void SprDeleteSprite(CSprite* sprite);
-/* The previous picture number. Any number: one outside 0 to 15999, or of
+/** @{ */
+/** The previous picture number. Any number: one outside 0 to 15999, or of
  * an empty slot, shows nothing. */
 SPRIG_EXPORT int32_t SprSetImage(CSprite* sprite, int32_t image, int32_t unused);
 SPRIG_EXPORT int32_t SprGetImage(CSprite* sprite);
-/* The previous visibility. */
+/** @} */
+/** @{ */
+/** The previous visibility. */
 SPRIG_EXPORT Boolean SprShow(CSprite* sprite, Boolean shown);
 SPRIG_EXPORT Boolean SprIsShow(CSprite* sprite);
-/* Moves with the pen (see CSprite::SetPos, SetPosPaint, Move): *x and *y
+/** @} */
+/** @{ */
+/** Moves with the pen (see CSprite::SetPos, SetPosPaint, Move): *x and *y
  * (or *dx and *dy) may be any finite numbers; NaN or an infinity, or a
  * null pointer, leaves the sprite where it is and draws nothing. A line
  * that goes round the stage thousands of times is cut short (see
@@ -299,57 +329,70 @@ SPRIG_EXPORT void SprSetPos(CSprite* sprite, const double* x, const double* y);
 SPRIG_EXPORT void SprSetPosPaint(CSprite* sprite, const double* x, const double* y, uint32_t unused,
                                  GWorldPtr unusedWorld, int antialias);
 SPRIG_EXPORT void SprMove(CSprite* sprite, const double* dx, const double* dy);
-/* The position, copied into a double the library owns (one for x, one for
+/** @} */
+/** @{ */
+/** The position, copied into a double the library owns (one for x, one for
  * y), overwritten by the next call of the same function; null for a null
  * sprite. */
 SPRIG_EXPORT double* SprGetX(CSprite* sprite);
 SPRIG_EXPORT double* SprGetY(CSprite* sprite);
-/* The freshly computed rectangle, into *out. */
+/** @} */
+/** The freshly computed rectangle, into *out. */
 SPRIG_EXPORT void SprGetRect(CSprite* sprite, Rect* out);
-/* Recomputes the stored rectangle; nothing is marked. */
+/** Recomputes the stored rectangle; nothing is marked. */
 SPRIG_EXPORT void SprRecalculateRect(CSprite* sprite);
-/* Scale in fortieths of the natural size. A negative size shows nothing
+/** @{ */
+/** Scale in fortieths of the natural size. A negative size shows nothing
  * (it is drawn, hit and collides as a sprite without a picture); one that
  * scales the picture past 32767 pixels cannot be drawn: drawing, stamping
  * and the hit tests throw the error a world that large gives (paramErr),
  * which SprCollision, SprUpdateControl and SprUpdateContext catch. */
 SPRIG_EXPORT void SprSetSize(CSprite* sprite, short size);
 SPRIG_EXPORT short SprGetSize(CSprite* sprite);
-/* 0 (invisible) to 255 (opaque); other values are handed to the picture
+/** @} */
+/** @{ */
+/** 0 (invisible) to 255 (opaque); other values are handed to the picture
  * code as they are. */
 SPRIG_EXPORT void SprSetOpacity(CSprite* sprite, short opacity);
 SPRIG_EXPORT short SprGetOpacity(CSprite* sprite);
-/* 0 none, 1 solid, 2 dashed; other values draw no frame. */
+/** @} */
+/** 0 none, 1 solid, 2 dashed; other values draw no frame. */
 SPRIG_EXPORT void SprSetFrame(CSprite* sprite, short frame);
-/* The previous z value. Any value; sprites already in the sequence are
+/** @{ */
+/** The previous z value. Any value; sprites already in the sequence are
  * compared by the low 16 bits of their own z. */
 SPRIG_EXPORT int32_t SprSetZ(CSprite* sprite, int32_t z);
 SPRIG_EXPORT void SprSendTo(CSprite* sprite, int32_t z);
-/* 0 pen up, 2 erase, others paint; nothing is marked. */
+/** @} */
+/** @{ */
+/** 0 pen up, 2 erase, others paint; nothing is marked. */
 SPRIG_EXPORT void SprSetPenMode(CSprite* sprite, short mode);
 SPRIG_EXPORT short SprGetPenMode(CSprite* sprite);
-/* The pen width in pixels; any value (0 or less draws the thinnest line). */
+/** @} */
+/** @{ */
+/** The pen width in pixels; any value (0 or less draws the thinnest line). */
 SPRIG_EXPORT void SprSetPenSize(CSprite* sprite, short size);
 SPRIG_EXPORT short SprGetPenSize(CSprite* sprite);
 SPRIG_EXPORT void SprSetPenColor(CSprite* sprite, unsigned short red, unsigned short green,
                                  unsigned short blue);
 SPRIG_EXPORT void SprGetColor(CSprite* sprite, RGBColor* out);
-/* The colour of the stage under the sprite's centre, into *out. */
+/** @} */
+/** The colour of the stage under the sprite's centre, into *out. */
 SPRIG_EXPORT void SprGetColorUnder(CSprite* sprite, RGBColor* out);
-/* Is an opaque pixel of the sprite within radius of (h, v)? Any values;
+/** Is an opaque pixel of the sprite within radius of (h, v)? Any values;
  * a radius of 0 or less finds nothing. */
 SPRIG_EXPORT Boolean SprClicked(CSprite* sprite, int32_t h, int32_t v, int32_t radius);
-/* Is the sprite's pixel at (h, v) opaque? */
+/** Is the sprite's pixel at (h, v) opaque? */
 SPRIG_EXPORT Boolean SprIsPtVisible(CSprite* sprite, short h, short v);
-/* Draws the sprite into the background (visible or not). */
+/** Draws the sprite into the background (visible or not). */
 SPRIG_EXPORT void SprStamp(CSprite* sprite);
-/* 1 when a and b overlap in opaque pixels, 0 when not (or when either is
+/** 1 when a and b overlap in opaque pixels, 0 when not (or when either is
  * null), -1 when an exception passed. */
 SPRIG_EXPORT int32_t SprCollision(CSprite* a, CSprite* b);
 
 SPRIG_EXTERN_C_END
 
-/* Moves *r by the origin shift (each part taken as 16 bits): stage to host
+/** Moves *r by the origin shift (each part taken as 16 bits): stage to host
  * coordinates; nothing for null. Exported with its C++ signature. */
 SPRIG_EXPORT void ShiftRect(Rect* r);
 

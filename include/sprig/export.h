@@ -1,4 +1,5 @@
-/* sprig: the one macro that marks a name as part of libsprig.so's interface.
+/** @file
+ * sprig: the one macro that marks a name as part of libsprig.so's interface.
  *
  * The library is built with -fvisibility=hidden, so only names marked here
  * appear in the shared object's dynamic symbol table. */

@@ -1,4 +1,5 @@
-/* sprig: fingerprints of bitmaps, and a process-wide table from fingerprints
+/** @file
+ * sprig: fingerprints of bitmaps, and a process-wide table from fingerprints
  * to values chosen by the host.
  *
  * Fingerprint text is uppercase hexadecimal, two digits per byte, high nibble
@@ -19,7 +20,7 @@
 
 SPRIG_EXTERN_C_BEGIN
 
-/* Writes the 16-digit fingerprint of the world's pixels and a terminating
+/** Writes the 16-digit fingerprint of the world's pixels and a terminating
  * zero into out (17 bytes). Rows are taken bottom row first; each pixel
  * becomes the 16-bit value (RGBToWord[green] << 10) | (RGBToWord[red] << 5)
  * | RGBToWord[alpha] (blue plays no part), fed high byte first into an
@@ -27,43 +28,43 @@ SPRIG_EXTERN_C_BEGIN
  * counts as an empty one and gives sixteen zeros. */
 SPRIG_EXPORT int32_t GetHashBitmap16(GWorldPtr world, char* out);
 
-/* Writes the MD5 of the length bytes at data as 32 digits and a terminating
+/** Writes the MD5 of the length bytes at data as 32 digits and a terminating
  * zero into out (33 bytes) and returns out. Should the digest be unavailable
  * (a crypto library that refuses MD5), out is the empty string. */
 SPRIG_EXPORT char* GetHashBitmap32(const void* data, uint32_t length, char* out);
 
-/* Writes the two digits of byte into out[0] and out[1]; no terminator. */
+/** Writes the two digits of byte into out[0] and out[1]; no terminator. */
 SPRIG_EXPORT void binhex(unsigned char* out, unsigned char byte);
 
-/* Converts n UTF-16 units, up to the first zero unit, into a zero-terminated
+/** Converts n UTF-16 units, up to the first zero unit, into a zero-terminated
  * UTF-8 string in out, which has room for n + 1 bytes. Characters that do not
  * fit are left off whole; an unpaired surrogate becomes '?'. */
 SPRIG_EXPORT void Uni2String(const uint16_t* units, char* out, int32_t n);
 
-/* Discards any table and starts an empty one with room for 5000 entries.
+/** Discards any table and starts an empty one with room for 5000 entries.
  * Returns 1 (also when no room could be had: the table is then absent, adds
  * are refused and lookups answer 0). */
 SPRIG_EXPORT int32_t OpenHash(void);
 
-/* Appends an entry to the open table; a key added twice occupies two
+/** Appends an entry to the open table; a key added twice occupies two
  * entries. The table grows past 5000 entries as needed. An add while no
  * table is open (before OpenHash, after CloseHash or FreeAllHashMemory) is
  * refused and changes nothing. Returns 1. */
 SPRIG_EXPORT int32_t AddHash(const uint16_t* shortKey, const uint16_t* longKey, uint32_t value);
 
-/* Shrinks the table to its entries and makes it read-only. Returns 1. */
+/** Shrinks the table to its entries and makes it read-only. Returns 1. */
 SPRIG_EXPORT int32_t CloseHash(void);
 
-/* Frees the table; every lookup answers 0 until the next OpenHash. */
+/** Frees the table; every lookup answers 0 until the next OpenHash. */
 SPRIG_EXPORT void FreeAllHashMemory(void);
 
-/* The value of the first entry with this short (17-unit) key, or 0. */
+/** The value of the first entry with this short (17-unit) key, or 0. */
 SPRIG_EXPORT uint32_t HashLookup16(const uint16_t* shortKey);
 
-/* The value of the first entry with this long (33-unit) key, or 0. */
+/** The value of the first entry with this long (33-unit) key, or 0. */
 SPRIG_EXPORT uint32_t HashLookup32(const uint16_t* longKey);
 
-/* Finds the first entry with this short key and writes its long key into out
+/** Finds the first entry with this short key and writes its long key into out
  * as 33 UTF-16 units, zero units after its characters. Returns 1, or 0 with
  * out untouched when no entry has the key. */
 SPRIG_EXPORT int32_t HashTranslate(const uint16_t* shortKey, uint16_t* out);
