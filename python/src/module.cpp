@@ -13,6 +13,7 @@
 #include <pybind11/numpy.h>
 #include <pybind11/pybind11.h>
 #include <pybind11/stl.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -52,6 +53,12 @@ std::string PathOf(const py::handle& path)
 void CheckReadable(const std::string& path)
 {
     FILE* file = std::fopen(path.c_str(), "rb");
+    struct stat info;
+    if (file && fstat(fileno(file), &info) == 0 && S_ISDIR(info.st_mode)) {
+        std::fclose(file);
+        file = nullptr;
+        errno = EISDIR;
+    }
     if (!file) {
         PyErr_SetFromErrnoWithFilename(PyExc_OSError, path.c_str());
         throw py::error_already_set();
@@ -309,6 +316,7 @@ PYBIND11_MODULE(_sprig, m)
     m.doc() = "The sprig sprite engine: pictures, a stage, sprites with pens (C++ layer).";
 
     auto error = py::register_exception<sprig::Error>(m, "Error", PyExc_RuntimeError);
+    error.attr("__module__") = "sprig";
     error.doc() = "What the library raises when it cannot do what it was asked (a damaged "
                   "picture file, a full picture pool, no memory, a removed sprite).";
 
