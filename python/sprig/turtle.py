@@ -198,9 +198,9 @@ class Screen:
         stage, or (x1, y1) when it stays on it."""
         t = 1.0
         for start, end, high in ((x0, x1, self.width - 1), (y0, y1, self.height - 1)):
-            if end < 0 and end != start:
+            if end < -1e-9:
                 t = min(t, max(0.0, (0 - start) / (end - start)))
-            elif end > high and end != start:
+            elif end > high + 1e-9:
                 t = min(t, max(0.0, (high - start) / (end - start)))
         return (x0 + (x1 - x0) * t, y0 + (y1 - y0) * t)
 
@@ -251,8 +251,10 @@ class Turtle:
 
     def forward(self, distance: float) -> None:
         angle = math.radians(self._heading)
+        # Exact along the axes: cos(90 degrees) is 6e-17 in floating point.
+        dx, dy = (0.0 if abs(v) < 1e-12 else v for v in (math.cos(angle), math.sin(angle)))
         x, y = self.position()
-        self.goto(x + distance * math.cos(angle), y + distance * math.sin(angle))
+        self.goto(x + distance * dx, y + distance * dy)
 
     def back(self, distance: float) -> None:
         self.forward(-distance)
@@ -402,3 +404,5 @@ for _name in ("forward fd back bk backward left lt right rt goto setpos setposit
               "down isdown pensize width pencolor color stamp hideturtle ht showturtle st "
               "isvisible speed").split():
     globals()[_name] = _bind(_name)
+    __all__.append(_name)
+__all__ += ["Pen", "RawTurtle", "bgcolor", "done", "getscreen", "getturtle", "mainloop", "reset"]
