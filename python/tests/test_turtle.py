@@ -3,7 +3,6 @@ edges, several turtles, animated PNG output, and the example autograder."""
 
 import hashlib
 import math
-import pathlib
 import struct
 import subprocess
 import sys
@@ -14,9 +13,6 @@ import pytest
 
 import sprig
 import sprig.turtle as turtle
-
-EXAMPLES = pathlib.Path(__file__).resolve().parents[2] / "examples" / "python"
-
 
 def drawn_with_sprites(width, height, strokes):
     """strokes: (colour, size, [(x, y), ...]) in turtle coordinates."""
@@ -152,13 +148,3 @@ def test_drawings_are_the_same_in_every_process():
     namespace = {"__name__": "drawing"}
     exec(DRAWING.replace("print(", "result = ("), namespace)
     assert runs == {namespace["result"] + "\n"}
-
-
-def test_the_example_autograder(tmp_path):
-    run = subprocess.run([sys.executable, str(EXAMPLES / "autograde.py"), "--demo", "--out",
-                          str(tmp_path)], capture_output=True, text=True)
-    assert run.returncode == 0, run.stderr
-    assert "good.py: 10/10, 0 of 48000 pixels differ" in run.stdout
-    assert "wrong.py: 0/10" in run.stdout
-    assert (sprig.Picture.open(tmp_path / "good_drawing.png").to_array()
-            == sprig.Picture.open(tmp_path / "good_expected.png").to_array()).all()
