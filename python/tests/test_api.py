@@ -2,6 +2,8 @@
 hands back, redrawing only the changed areas, and lifetimes."""
 
 import gc
+import os
+import subprocess
 
 import numpy as np
 import pytest
@@ -134,3 +136,15 @@ def test_touching_hit_and_sprites_of_other_stages(red):
     assert not a.touching(b)
     assert a.hit(11, 10) and not a.hit(12, 10) and a.hit(13, 10, radius=2)
     assert not a.touching(sprig.Stage(30, 30).sprite(red, 10, 10))
+
+
+@pytest.mark.skipif(not os.environ.get("SPRIG_TOOL"), reason="needs the sprig tool (SPRIG_TOOL)")
+def test_packed_pictures_open_like_pngs(rng, tmp_path):
+    pixels = rng.integers(0, 256, (7, 10, 4), dtype=np.uint8)
+    stage = sprig.Stage(10, 7)
+    stage.backdrop = sprig.Picture.from_array(np.dstack([pixels[..., :3], np.full((7, 10), 255, np.uint8)]))
+    stage.save(tmp_path / "in.png")
+    subprocess.run([os.environ["SPRIG_TOOL"], "pack", str(tmp_path / "in.png"), str(tmp_path / "in.sprig")],
+                   check=True)
+    packed = sprig.Picture.open(tmp_path / "in.sprig")
+    assert np.array_equal(packed.to_array(), sprig.Picture.open(tmp_path / "in.png").to_array())
