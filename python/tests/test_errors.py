@@ -1,6 +1,8 @@
 """Bad input raises the Python exception that says what is wrong, with the
 library's message, and leaves everything usable."""
 
+import copy
+
 import numpy as np
 import pytest
 
@@ -47,6 +49,10 @@ def test_bad_input_raises_and_nothing_breaks(red, tmp_path):
         (lambda: sprig.Picture.open(not_png), sprig.Error, "bad.png"),
         (lambda: stage.save(tmp_path / "no" / "such" / "dir.png"), OSError, "dir.png"),
         (lambda: sprig.AnimatedPng(-1), ValueError, "delay_ms"),
+        (lambda: sprig.Stage.__new__(sprig.Stage).render(), TypeError, "width and a height"),
+        (lambda: copy.copy(sprite), TypeError, "cannot pickle"),
+        (lambda: sprig.Pen.__new__(sprig.Pen).down(), TypeError, "not from __new__"),
+        (lambda: sprig.Picture.__new__(sprig.Picture).width, TypeError, "not from __new__"),
     ]
     for call, kind, message in cases:
         with pytest.raises(kind, match=message):
