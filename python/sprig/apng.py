@@ -72,6 +72,10 @@ class AnimatedPng:
         path = os.fspath(path)
         fd, temporary = tempfile.mkstemp(dir=os.path.dirname(os.path.abspath(path)), suffix=".tmp")
         try:
+            # mkstemp makes the file private; give it a new file's permissions.
+            mask = os.umask(0)
+            os.umask(mask)
+            os.chmod(fd, 0o666 & ~mask)
             with os.fdopen(fd, "wb") as file:
                 file.write(data)
             os.replace(temporary, path)
