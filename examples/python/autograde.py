@@ -40,12 +40,14 @@ for _ in range(5):
 ATTEMPTS = {
     "good": """
 from turtle import *
+screen = Screen()
+screen.title("star")
 color(255, 0, 0)
 width(3)
 up(); setpos((-60, 20)); down()
 for side in range(5):
     fd(120); rt(144)
-done()
+screen.exitonclick()
 """,
     "wrong": """
 import turtle

@@ -111,11 +111,22 @@ def _arrow(heading: float) -> Picture:
 
 class Screen:
     """A stage of width x height pixels for turtles, shown zoom times as
-    large; mode "wrap" or "fence" says what happens at its edges."""
+    large; mode "wrap" or "fence" says what happens at its edges.
+
+    The first screen made is the one Turtle() and the module-level functions
+    draw on; Screen() without arguments returns that one, as the standard
+    module's does."""
+
+    def __new__(cls, *args, **kwargs):
+        if not args and not kwargs and _default_screen is not None:
+            return _default_screen
+        return super().__new__(cls)
 
     def __init__(self, width: int = 400, height: int = 400, *, zoom: int = 1,
                  mode: str = "wrap", background: Colour = "white",
                  antialias: Antialias = Antialias.EXACT) -> None:
+        if getattr(self, "stage", None) is not None:
+            return  # Screen() handing back the screen in use
         if mode not in ("wrap", "fence"):
             raise ValueError(f"Screen: mode {mode!r} is not 'wrap' or 'fence'")
         self.stage = Stage(width, height, zoom)
@@ -150,6 +161,12 @@ class Screen:
     def clear(self) -> None:
         """Wipes every line and stamp; the turtles stay where they are."""
         self.stage.clear_pen()
+
+    def _nothing(self, *args, **kwargs) -> None:
+        """Kept for programs written for the standard module: there is no
+        window to set up, title, animate or click."""
+
+    setup = title = tracer = update = exitonclick = mainloop = done = _nothing
 
     def render(self) -> np.ndarray:
         """The screen as a (height*zoom, width*zoom, 4) uint8 RGBA array."""
@@ -382,11 +399,11 @@ def bgcolor(value: Colour) -> None:
     _screen().bgcolor(value)
 
 
-def done() -> None:
-    """Nothing to wait for: there is no window."""
+def done(*args, **kwargs) -> None:
+    """Nothing to wait for, set up or title: there is no window."""
 
 
-mainloop = done
+mainloop = exitonclick = tracer = update = title = setup = done
 Pen = RawTurtle = Turtle
 
 
@@ -405,4 +422,5 @@ for _name in ("forward fd back bk backward left lt right rt goto setpos setposit
               "isvisible speed").split():
     globals()[_name] = _bind(_name)
     __all__.append(_name)
-__all__ += ["Pen", "RawTurtle", "bgcolor", "done", "getscreen", "getturtle", "mainloop", "reset"]
+__all__ += ["Pen", "RawTurtle", "bgcolor", "done", "exitonclick", "getscreen", "getturtle",
+            "mainloop", "reset", "setup", "title", "tracer", "update"]
