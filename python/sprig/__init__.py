@@ -33,15 +33,23 @@ for _cls in (Picture, Sprite, Pen):
     _cls.__new__ = staticmethod(_made_by_sprig)
 del _cls
 
+# A stage is made whole in __new__, so that no Stage object exists without
+# its stage behind it (Stage.__new__(Stage, ...) alone included).
 _stage_new = Stage.__new__
+_stage_init = Stage.__init__
 
 
 def _new_stage(cls, *args, **kwargs):
-    if not args and not kwargs:
-        raise TypeError("sprig.Stage(width, height, zoom=1) needs a width and a height")
-    return _stage_new(cls)
+    stage = _stage_new(cls)
+    _stage_init(stage, *args, **kwargs)
+    return stage
+
+
+def _stage_made(self, *args, **kwargs):
+    """Stage(width, height, zoom=1): width 1 to 4092, height 1 to 32767."""
 
 
 Stage.__new__ = staticmethod(_new_stage)
+Stage.__init__ = _stage_made
 
 __all__ = ["Antialias", "AnimatedPng", "Error", "Frame", "Pen", "Picture", "Sprite", "Stage"]
