@@ -269,4 +269,30 @@ bool Picture::sameAs(const Picture& other) const
     return mSlot == other.mSlot;
 }
 
+std::vector<uint8_t> Picture::rgbaBytes() const
+{
+    // The pool holds the picture packed; it was checked when it came in.
+    PictureRecord record = {};
+    GetImageInfo(mSlot->number, reinterpret_cast<char*>(&record));
+    int32_t width = 0, height = 0, rowBytes = 0;
+    std::unique_ptr<uint32_t[]> words(Uncompress(
+        static_cast<uint32_t*>(const_cast<void*>(record.data)), &width, &height, &rowBytes));
+    if (!words)
+        Throw("Picture::rgbaBytes: out of memory expanding a " + std::to_string(mSlot->width) +
+              " x " + std::to_string(mSlot->height) + " picture");
+    std::vector<uint8_t> bytes(4 * static_cast<size_t>(width) * static_cast<size_t>(height));
+    uint8_t* out = bytes.data();
+    for (int y = 0; y < height; y++) {
+        const uint32_t* word = words.get() + static_cast<size_t>(y) * (rowBytes / 4);
+        for (int x = 0; x < width; x++, word++) {
+            // [BBBBBBBB][GGGGGGGG][RRRRRRRR][AAAAAAAA]
+            *out++ = static_cast<uint8_t>(*word >> 8);
+            *out++ = static_cast<uint8_t>(*word >> 16);
+            *out++ = static_cast<uint8_t>(*word >> 24);
+            *out++ = static_cast<uint8_t>(*word);
+        }
+    }
+    return bytes;
+}
+
 } // namespace sprig
