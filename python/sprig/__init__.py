@@ -18,7 +18,7 @@ OSError, and anything else the library cannot do sprig.Error.
 sprig.turtle is headless turtle graphics on the same engine.
 """
 
-from ._sprig import Antialias, Error, Frame, Pen, Picture, Sprite, Stage
+from ._sprig import Antialias, Error, Frame, Pen, Picture, Sprite, Stage, __version__
 from .apng import AnimatedPng
 
 

@@ -9,6 +9,8 @@ import numpy.typing as npt
 
 from .apng import AnimatedPng as AnimatedPng
 
+__version__: str
+
 RGB = Tuple[int, int, int]
 ColourLike = Sequence[int]
 PathLike = Union[str, bytes, os.PathLike]

@@ -429,6 +429,7 @@ void AddFastMethods(py::object& type)
 PYBIND11_MODULE(_sprig, m)
 {
     m.doc() = "The sprig sprite engine: pictures, a stage, sprites with pens (C++ layer).";
+    m.attr("__version__") = sprig_version();
 
     auto error = py::register_exception<sprig::Error>(m, "Error", PyExc_RuntimeError);
     error.attr("__module__") = "sprig";
