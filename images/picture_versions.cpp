@@ -8,7 +8,7 @@
 // copy is rebuilt from the same packed pixels by the same code every time,
 // so a kept copy has exactly the pixels a rebuild would give. Copies come
 // back as a build leaves them: native set, no derived copy of their own
-// (that one is set aside among their spares in turn).
+// (that one was set aside among their spares with them).
 //
 // Spares are bounded: kMaxSpares per picture and kSpareBudget bytes of
 // packed pixels in all, the least recently used going first. What the
@@ -299,10 +299,6 @@ bool RestoreSpare(CImage* owner, VersionKind kind, int32_t parameter)
     kept->spares.erase(kept->spares.begin() + (s - kept->spares.data()));
     gSpareBytes -= copy->size;
     copy->native = true;
-    if (CImage* below = copy->derived) {
-        copy->derived = nullptr;
-        SetAside(copy, below);
-    }
     CImage* old = owner->derived;
     owner->derived = copy;
     if (old)
