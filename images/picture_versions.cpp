@@ -243,12 +243,34 @@ const SolidMask* MaskOf(CImage* picture)
     return kept.mask.get();
 }
 
-// 64 pixels of a mask row from column x on.
+// 64 pixels of a mask row from column x on. The second word is shifted in
+// two steps so that a shift of 0 takes nothing from it.
 inline uint64_t BitsAt(const uint64_t* row, int32_t x)
 {
     const int32_t word = x >> 6;
     const int32_t shift = x & 63;
-    return shift == 0 ? row[word] : (row[word] >> shift) | (row[word + 1] << (64 - shift));
+    return (row[word] >> shift) | ((row[word + 1] << 1) << (63 - shift));
+}
+
+// The masks of the two pictures last asked for: a collision test asks for
+// the same two again and again.
+struct RecentMask
+{
+    const CImage* picture;
+    const SolidMask* mask;
+};
+RecentMask gRecent[2] = {};
+
+const SolidMask* RecentMaskOf(CImage* picture)
+{
+    for (RecentMask& r : gRecent) {
+        if (r.picture == picture)
+            return r.mask;
+    }
+    const SolidMask* mask = MaskOf(picture);
+    gRecent[1] = gRecent[0];
+    gRecent[0] = RecentMask{picture, mask};
+    return mask;
 }
 
 // The plain test on expanded rows, for pictures too large for a mask.
@@ -320,12 +342,21 @@ CImage* PictureVersion(CImage* natural, int32_t size, short opacity)
 bool SolidPixelsMeet(CImage* a, int32_t ax, int32_t ay, CImage* b, int32_t bx, int32_t by,
                      int32_t columns, int32_t rows)
 {
-    const SolidMask* maskA = MaskOf(a);
-    const SolidMask* maskB = MaskOf(b);
+    const SolidMask* maskA = RecentMaskOf(a);
+    const SolidMask* maskB = RecentMaskOf(b);
     if (!maskA || !maskB)
         return RowsMeet(a, ax, ay, b, bx, by, columns, rows);
     const uint64_t* rowA = maskA->bits.data() + static_cast<size_t>(ay) * maskA->stride;
     const uint64_t* rowB = maskB->bits.data() + static_cast<size_t>(by) * maskB->stride;
+    if (columns <= 64) {
+        // One word of each row: the usual overlap of two sprites.
+        const uint64_t within = columns == 64 ? ~uint64_t{0} : (uint64_t{1} << columns) - 1;
+        for (int32_t i = 0; i < rows; i++, rowA += maskA->stride, rowB += maskB->stride) {
+            if (BitsAt(rowA, ax) & BitsAt(rowB, bx) & within)
+                return true;
+        }
+        return false;
+    }
     for (int32_t i = 0; i < rows; i++, rowA += maskA->stride, rowB += maskB->stride) {
         for (int32_t c = 0; c < columns; c += 64) {
             uint64_t both = BitsAt(rowA, ax + c) & BitsAt(rowB, bx + c);
@@ -340,6 +371,10 @@ bool SolidPixelsMeet(CImage* a, int32_t ax, int32_t ay, CImage* b, int32_t bx, i
 
 void ForgetPicture(const CImage* picture)
 {
+    for (RecentMask& r : gRecent) {
+        if (r.picture == picture)
+            r = RecentMask{nullptr, nullptr};
+    }
     KeptTable& table = Table();
     if (table.empty())
         return;

@@ -17,7 +17,7 @@
 namespace {
 
 const int32_t kSlots[] = {7, 41, 256, 257};
-const short kSizes[] = {40, 40, 20, 33, 60, 80, 100, 120};
+const short kSizes[] = {40, 40, 20, 33, 60, 80, 120, 200}; // up to 120 columns
 const short kOpacities[] = {255, 255, 255, 200, 128, 64, 3, 1};
 
 // Rows of every kind the collision meets: empty, opaque runs, faint pixels
