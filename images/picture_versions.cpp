@@ -18,6 +18,8 @@
 // Masks: one bit per pixel, set where the alpha is not 0, rows of `stride`
 // 64-bit words with a spare word at the end so that 64 bits can be read from
 // any column of the row.
+#include <algorithm>
+#include <climits>
 #include <cstring>
 #include <memory>
 #include <unordered_map>
@@ -45,6 +47,9 @@ struct SolidMask
 {
     size_t stride;
     std::vector<uint64_t> bits;
+    // The smallest rectangle holding every solid pixel (all 0 when there is
+    // none): left <= x < right, top <= y < bottom.
+    int32_t left, top, right, bottom;
 };
 
 struct Kept
@@ -227,17 +232,30 @@ const SolidMask* MaskOf(CImage* picture)
         kept.maskTooLarge = true;
         return nullptr;
     }
-    std::unique_ptr<SolidMask> mask(new SolidMask{stride, std::vector<uint64_t>(stride * height)});
+    std::unique_ptr<SolidMask> mask(
+        new SolidMask{stride, std::vector<uint64_t>(stride * height), 0, 0, 0, 0});
     std::vector<uint32_t> row(width ? width : 1);
+    int32_t left = INT32_MAX, top = INT32_MAX, right = 0, bottom = 0;
     for (size_t y = 0; y < height; y++) {
         UncompressRow(picture->data, static_cast<uint32_t>(y), static_cast<uint32_t>(width),
                       row.data());
         uint64_t* bits = mask->bits.data() + y * stride;
         for (size_t x = 0; x < width; x++) {
             // [BBBBBBBB][GGGGGGGG][RRRRRRRR][AAAAAAAA]
-            if (row[x] & 0xFF)
+            if (row[x] & 0xFF) {
                 bits[x >> 6] |= uint64_t{1} << (x & 63);
+                left = std::min(left, static_cast<int32_t>(x));
+                right = std::max(right, static_cast<int32_t>(x) + 1);
+                top = std::min(top, static_cast<int32_t>(y));
+                bottom = static_cast<int32_t>(y) + 1;
+            }
         }
+    }
+    if (right > 0) {
+        mask->left = left;
+        mask->top = top;
+        mask->right = right;
+        mask->bottom = bottom;
     }
     kept.mask = std::move(mask);
     return kept.mask.get();
@@ -346,6 +364,18 @@ bool SolidPixelsMeet(CImage* a, int32_t ax, int32_t ay, CImage* b, int32_t bx, i
     const SolidMask* maskB = RecentMaskOf(b);
     if (!maskA || !maskB)
         return RowsMeet(a, ax, ay, b, bx, by, columns, rows);
+    // Only where both pictures have solid pixels: often nothing, when the
+    // rectangles meet in transparent margins.
+    const int32_t firstRow = std::max({0, maskA->top - ay, maskB->top - by});
+    const int32_t firstColumn = std::max({0, maskA->left - ax, maskB->left - bx});
+    rows = std::min({rows, maskA->bottom - ay, maskB->bottom - by}) - firstRow;
+    columns = std::min({columns, maskA->right - ax, maskB->right - bx}) - firstColumn;
+    if (rows <= 0 || columns <= 0)
+        return false;
+    ax += firstColumn;
+    bx += firstColumn;
+    ay += firstRow;
+    by += firstRow;
     const uint64_t* rowA = maskA->bits.data() + static_cast<size_t>(ay) * maskA->stride;
     const uint64_t* rowB = maskB->bits.data() + static_cast<size_t>(by) * maskB->stride;
     if (columns <= 64) {
