@@ -3,73 +3,15 @@
 // 0, however faint.
 #include <algorithm>
 #include <cstdint>
-#include <memory>
-#include <vector>
 
 #include "engine/engine_p.h"
+#include "images/picture_versions_p.h"
 
 namespace {
 
 // The largest radius whose square fits 32 bits, the arithmetic of the
 // picture's own test.
 constexpr int32_t kMaxRadius = 46340;
-
-inline bool Solid(uint32_t pixel)
-{
-    return (pixel & 0xFF) != 0; // [BBBBBBBB][GGGGGGGG][RRRRRRRR][AAAAAAAA]
-}
-
-// The second sprite's picture when it shows the same pool picture as the
-// first at another size or opacity. The pool keeps one scaled or faded copy
-// per slot, so this version is made from a copy of the picture in a free
-// slot, which is erased again when the test ends. When the pool has no free
-// slot, the copy is made outside the pool instead: the answer is the same.
-class SecondVersion
-{
-  public:
-    SecondVersion(int32_t number, int32_t size, short opacity) : mSlot(gImagePool.GetFree())
-    {
-        if (mSlot >= 0) {
-            gImagePool.CopyImage(number, mSlot);
-            try {
-                mPicture = ShownPicture(mSlot, size, opacity);
-            } catch (...) {
-                gImagePool.EraseImage(mSlot);
-                throw;
-            }
-            return;
-        }
-        PictureRecord record;
-        gImagePool.GetImageInfo(number, reinterpret_cast<char*>(&record), false);
-        mOwn.reset(new CImage(reinterpret_cast<char*>(&record)));
-        // The lookup of the pool (scaled copy, then its faded copy) on a
-        // picture of our own.
-        CImage* p = mOwn.get();
-        if (size != 40) {
-            p->Resize(static_cast<uint32_t>(size));
-            p = p->derived;
-        }
-        if (opacity != 255) {
-            p->ResetOpacity(opacity);
-            p = p->derived;
-        }
-        mPicture = p;
-    }
-    ~SecondVersion()
-    {
-        if (mSlot >= 0)
-            gImagePool.EraseImage(mSlot);
-    }
-    SecondVersion(const SecondVersion&) = delete;
-    SecondVersion& operator=(const SecondVersion&) = delete;
-
-    CImage* Picture() const { return mPicture; }
-
-  private:
-    int32_t mSlot;
-    std::unique_ptr<CImage> mOwn;
-    CImage* mPicture = nullptr;
-};
 
 } // namespace
 
@@ -109,10 +51,20 @@ bool CSprite::PtVisible(short h, short v)
     return !picture->IsTransparentColor(h - r.left, v - r.top);
 }
 
-// Only the overlap of the two rectangles is visited, one row of each picture
-// at a time, top to bottom and left to right, and the first pair of solid
-// pixels ends the test. Rows and columns outside a picture (a stored
-// rectangle older than the picture) count as transparent.
+// Only the overlap of the two rectangles is tested, on masks of the two
+// pictures' solid pixels, and the first pair of solid pixels ends the test.
+// Rows and columns outside a picture (a stored rectangle older than the
+// picture) count as transparent.
+//
+// When the other sprite shows the same picture at another size or opacity,
+// its version is the one a temporary copy of the picture would show: the
+// pool keeps one scaled or faded copy per slot, which this sprite's picture
+// may be. That version is kept beside the pool's picture and reused, and
+// the pool's cached copies are left as they are. The temporary copy would
+// take a free slot and free it again, and its record would be taken with
+// GetInfo(record, false), which sets the picture's native flag; the flag is
+// set here too. UnpackRow would set the flag of both pictures tested when
+// a row is visited.
 bool CSprite::InCollisionWith(CSprite* other)
 {
     if (!mVisible || !other->mVisible)
@@ -125,38 +77,33 @@ bool CSprite::InCollisionWith(CSprite* other)
     CImage* pictureA = ShownPicture(mImage, mSize, mOpacity);
     if (!pictureA)
         return false;
-    std::unique_ptr<SecondVersion> copy;
     CImage* pictureB = nullptr;
+    bool unpackedB = true;
     if (other->mImage == mImage && (other->mSize != mSize || other->mOpacity != mOpacity)) {
         // Asked of the size alone: a lookup in the pool would replace the
         // cached copy that pictureA may be.
         if (!ShowsPicture(other->mImage, other->mSize))
             return false;
-        copy.reset(new SecondVersion(other->mImage, other->mSize, other->mOpacity));
-        pictureB = copy->Picture();
+        CImage* natural = gImagePool.mImages[other->mImage];
+        natural->native = true;
+        pictureB = PictureVersion(natural, other->mSize, other->mOpacity);
+        unpackedB = false;
     } else {
         pictureB = ShownPicture(other->mImage, other->mSize, other->mOpacity);
     }
     if (!pictureB)
         return false;
 
-    std::vector<uint32_t> rowA(static_cast<size_t>(std::max(pictureA->width, 1)));
-    std::vector<uint32_t> rowB(static_cast<size_t>(std::max(pictureB->width, 1)));
     // The overlap in each picture's own coordinates, cut to the picture.
     const int32_t ax = s.left - mRect.left, ay = s.top - mRect.top;
     const int32_t bx = s.left - b.left, by = s.top - b.top;
     const int32_t columns =
         std::min({s.right - s.left, pictureA->width - ax, pictureB->width - bx});
     const int32_t rows = std::min({s.bottom - s.top, pictureA->height - ay, pictureB->height - by});
-    for (int32_t i = 0; i < rows; i++) {
-        pictureA->UnpackRow(static_cast<uint32_t>(ay + i), rowA.data());
-        pictureB->UnpackRow(static_cast<uint32_t>(by + i), rowB.data());
-        const uint32_t* a = rowA.data() + ax;
-        const uint32_t* p = rowB.data() + bx;
-        for (int32_t j = 0; j < columns; j++) {
-            if (Solid(a[j]) && Solid(p[j]))
-                return true;
-        }
-    }
-    return false;
+    if (rows <= 0)
+        return false;
+    pictureA->native = true;
+    if (unpackedB)
+        pictureB->native = true;
+    return columns > 0 && SolidPixelsMeet(pictureA, ax, ay, pictureB, bx, by, columns, rows);
 }

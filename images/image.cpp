@@ -7,6 +7,7 @@
 #include <memory>
 #include <new>
 
+#include "images/picture_versions_p.h"
 #include "platform/coregraphics.h"
 #include "sprig/blend.h"
 #include "sprig/images.h"
@@ -86,6 +87,14 @@ CImage* PackIntoImage(GWorldPtr world, int32_t width, int32_t height)
     return new CImage(reinterpret_cast<char*>(&record));
 }
 
+// What expanding the whole picture leaves in width and height: the sides
+// its header gives.
+void RefreshSides(CImage* picture)
+{
+    picture->width = static_cast<int32_t>(picture->data[4]);
+    picture->height = static_cast<int32_t>(picture->data[5]);
+}
+
 } // namespace
 
 void CImage::Init()
@@ -112,6 +121,7 @@ CImage::CImage(char* recordBytes)
 
 CImage::~CImage()
 {
+    ForgetPicture(this);
     std::free(data);
     delete derived;
 }
@@ -174,14 +184,12 @@ bool CImage::IsTransparentRegion(int32_t x, int32_t y, int32_t r)
     return false;
 }
 
-void CImage::Resize(uint32_t newScale)
+// The pixels of a copy of the picture at another scale, drawn through a
+// drawing context over transparent white. Reads the picture only.
+CImage* BuildScaled(const CImage& source, uint32_t newScale)
 {
-    if (derived && derived->scale == newScale)
-        return;
-    if (scale == newScale)
-        return;
-    const uint32_t w = Scaled(newScale, width);
-    const uint32_t h = Scaled(newScale, height);
+    const uint32_t w = Scaled(newScale, source.width);
+    const uint32_t h = Scaled(newScale, source.height);
     // The world's bounds keep 16 bits of each size: a copy larger than that
     // cannot be made (a world of the cut size would be packed as w x h).
     if (w > INT16_MAX || h > INT16_MAX)
@@ -189,9 +197,8 @@ void CImage::Resize(uint32_t newScale)
     StOffscreen temporary(w, h, 32);
     StGWorld current(temporary);
 
-    native = true;
-    int32_t rowBytes = 0;
-    OwnedWorld expanded(UncompressGWorld(data, &width, &height, &rowBytes));
+    int32_t width = 0, height = 0, rowBytes = 0;
+    OwnedWorld expanded(UncompressGWorld(source.data, &width, &height, &rowBytes));
     if (!expanded)
         throw static_cast<short>(memFullErr);
     CGContextRef context = nullptr;
@@ -220,12 +227,46 @@ void CImage::Resize(uint32_t newScale)
     expanded.reset();
 
     RecreateColors(temporary, kTransparentWhite);
-    std::unique_ptr<CImage> scaled(
-        PackIntoImage(temporary, static_cast<int32_t>(w), static_cast<int32_t>(h)));
+    CImage* scaled = PackIntoImage(temporary, static_cast<int32_t>(w), static_cast<int32_t>(h));
     scaled->opacity = kOpaque;
     scaled->scale = newScale;
-    delete derived;
-    derived = scaled.release();
+    return scaled;
+}
+
+// The pixels of a copy of the picture with its alpha scaled to the opacity.
+// Reads the picture only.
+CImage* BuildFaded(const CImage& source, int newOpacity)
+{
+    int32_t width = 0, height = 0, rowBytes = 0;
+    OwnedWorld expanded(UncompressGWorld(source.data, &width, &height, &rowBytes));
+    if (!expanded)
+        throw static_cast<short>(memFullErr);
+    ResetAlpha(expanded.get(), newOpacity);
+    CImage* faded = PackIntoImage(expanded.get(), width, height);
+    faded->opacity = newOpacity;
+    return faded;
+}
+
+// A copy made before at this scale comes back from the spares: the same
+// pixels a new build gives, without the scaling.
+void CImage::Resize(uint32_t newScale)
+{
+    if (derived && derived->scale == newScale)
+        return;
+    if (scale == newScale)
+        return;
+    if (Scaled(newScale, width) > INT16_MAX || Scaled(newScale, height) > INT16_MAX)
+        throw static_cast<short>(paramErr);
+    std::unique_ptr<CImage> scaled;
+    if (!HasSpare(this, VersionKind::kScaled, static_cast<int32_t>(newScale)))
+        scaled.reset(BuildScaled(*this, newScale));
+    native = true;
+    RefreshSides(this);
+    if (scaled)
+        ReplaceDerived(this, scaled.release(), VersionKind::kScaled,
+                       static_cast<int32_t>(newScale));
+    else
+        RestoreSpare(this, VersionKind::kScaled, static_cast<int32_t>(newScale));
 }
 
 void CImage::ResetOpacity(int newOpacity)
@@ -234,16 +275,15 @@ void CImage::ResetOpacity(int newOpacity)
         return;
     if (opacity == newOpacity)
         return;
+    std::unique_ptr<CImage> faded;
+    if (!HasSpare(this, VersionKind::kFaded, newOpacity))
+        faded.reset(BuildFaded(*this, newOpacity));
     native = true;
-    int32_t rowBytes = 0;
-    OwnedWorld expanded(UncompressGWorld(data, &width, &height, &rowBytes));
-    if (!expanded)
-        throw static_cast<short>(memFullErr);
-    ResetAlpha(expanded.get(), newOpacity);
-    std::unique_ptr<CImage> faded(PackIntoImage(expanded.get(), width, height));
-    faded->opacity = newOpacity;
-    delete derived;
-    derived = faded.release();
+    RefreshSides(this);
+    if (faded)
+        ReplaceDerived(this, faded.release(), VersionKind::kFaded, newOpacity);
+    else
+        RestoreSpare(this, VersionKind::kFaded, newOpacity);
 }
 
 void CImage::Stretch(Rect* src, Rect* dst, GWorldPtr dest, bool antialias, RGBColor* colour)

@@ -127,7 +127,11 @@ class SPRIG_EXPORT CImagePool
     void EraseImage(int32_t number);
     /** @} */
     /** The picture to draw at that scale and opacity: the slot's own, its
-     * scaled copy, or the faded copy of either (built and cached on demand). */
+     * scaled copy, or the faded copy of either (built and cached on demand).
+     * A copy replaced by one at another scale or opacity is kept aside (a
+     * few per picture, within a bounded total) and comes back, exactly as a
+     * new build would be, when asked for again: pictures shown by several
+     * sprites at different sizes are not rebuilt on every draw. */
     CImage* GetImage(int32_t number, int32_t scale, short opacity);
     /** @{ */
     /** Stores a copy of picture from under to (a picture of the pool needs
