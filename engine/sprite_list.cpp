@@ -160,7 +160,7 @@ RGBColor CSpriteList::GetPixel(int h, int v)
 
 void CSpriteList::AddSprite(CSprite* s)
 {
-    mSprites.push_back(s);
+    mSprites.Append(s);
 }
 
 // The sequence runs from high z (at the back) to low z (in front); a sprite
@@ -168,17 +168,12 @@ void CSpriteList::AddSprite(CSprite* s)
 // its low 16 bits.
 void CSpriteList::InsertSprite(CSprite* s, int32_t z)
 {
-    const auto place = std::find_if(mSprites.begin(), mSprites.end(), [z](const CSprite* other) {
-        return static_cast<int16_t>(other->mZ) < z;
-    });
-    mSprites.insert(place, s);
+    mSprites.InsertByZ(s, z);
 }
 
 void CSpriteList::DeleteSprite(CSprite* s)
 {
-    const auto found = std::find(mSprites.begin(), mSprites.end(), s);
-    if (found != mSprites.end())
-        mSprites.erase(found);
+    mSprites.Remove(s);
 }
 
 int32_t CSpriteList::FindSprite()

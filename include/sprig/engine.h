@@ -22,6 +22,7 @@
 
 #include <stddef.h>
 
+#include <unordered_map>
 #include <vector>
 
 #include "sprig/coregraphics.h"
@@ -119,6 +120,123 @@ struct SpriteCursor
     size_t index;
 };
 
+/* The drawing sequence of a stage: its sprites in drawing order, the first
+ * drawn first (at the back). It reads as a std::vector<CSprite*> (size,
+ * front, back, [], iteration, comparison with and conversion to a vector);
+ * behind it, a balanced tree ordered by place in the sequence, where each
+ * subtree knows its count and the smallest z value in it, so that the
+ * library finds a sprite's place, places a sprite by z value and takes one
+ * out in logarithmic time. The flat vector that iteration reads is rebuilt
+ * on the first read after a change.
+ *
+ * The z value of a sprite in the sequence is the one it had when placed, as
+ * CSprite::SetZOrder updates it; a host that writes mZ of a sprite itself
+ * does not move it and is not seen by later placements. */
+class CSpriteSequence
+{
+  public:
+    typedef CSprite* value_type;
+    typedef std::vector<CSprite*>::const_iterator const_iterator;
+    typedef const_iterator iterator;
+
+    size_t size() const { return mRoot < 0 ? 0 : mNodes[static_cast<size_t>(mRoot)].count; }
+    bool empty() const { return mRoot < 0; }
+    const_iterator begin() const { return View().begin(); }
+    const_iterator end() const { return View().end(); }
+    CSprite* operator[](size_t i) const { return View()[i]; }
+    CSprite* front() const { return Node(Outermost(mRoot, true)).sprite; }
+    CSprite* back() const { return Node(Outermost(mRoot, false)).sprite; }
+    operator std::vector<CSprite*>() const { return View(); }
+
+    /* The sprites in order, as a vector. */
+    const std::vector<CSprite*>& View() const
+    {
+        if (mStale) {
+            mView.clear();
+            mView.reserve(size());
+            for (int32_t t = Outermost(mRoot, true); t >= 0; t = Next(t))
+                mView.push_back(Node(t).sprite);
+            mStale = false;
+        }
+        return mView;
+    }
+
+    /* The library's changes (engine/sprite_sequence.cpp). */
+    void Append(CSprite* s);
+    /* Before the first sprite whose z (low 16 bits) is smaller than z, or
+     * at the end. */
+    void InsertByZ(CSprite* s, int32_t z);
+    /* Takes out the first occurrence of s; false when s is not there. */
+    bool Remove(CSprite* s);
+    /* Takes in s->mZ as the z value of s's places in the sequence. */
+    void Rekey(CSprite* s);
+
+  private:
+    struct TreeNode
+    {
+        CSprite* sprite;
+        int32_t left, right, parent;
+        int32_t twin; // another place of the same sprite, or -1
+        uint32_t priority;
+        uint32_t count; // nodes in this subtree
+        int16_t z;      // the sprite's z, low 16 bits
+        int16_t minZ;   // smallest z in this subtree
+    };
+
+    const TreeNode& Node(int32_t t) const { return mNodes[static_cast<size_t>(t)]; }
+    TreeNode& Node(int32_t t) { return mNodes[static_cast<size_t>(t)]; }
+    uint32_t Count(int32_t t) const { return t < 0 ? 0 : Node(t).count; }
+
+    int32_t Outermost(int32_t t, bool leftmost) const
+    {
+        while (t >= 0 && (leftmost ? Node(t).left : Node(t).right) >= 0)
+            t = leftmost ? Node(t).left : Node(t).right;
+        return t;
+    }
+    int32_t Next(int32_t t) const
+    {
+        if (Node(t).right >= 0)
+            return Outermost(Node(t).right, true);
+        while (Node(t).parent >= 0 && Node(Node(t).parent).right == t)
+            t = Node(t).parent;
+        return Node(t).parent;
+    }
+
+    int32_t NewNode(CSprite* s);
+    void Pull(int32_t t);
+    int32_t Merge(int32_t a, int32_t b);
+    void Split(int32_t t, uint32_t k, int32_t* left, int32_t* right);
+    void InsertAt(uint32_t k, int32_t node);
+    uint32_t Rank(int32_t t) const;
+    uint32_t FirstBelow(int32_t z) const;
+    void Unlink(int32_t t);
+
+    std::vector<TreeNode> mNodes;
+    std::vector<int32_t> mFree;
+    int32_t mRoot = -1;
+    uint32_t mSeed = 0x9E3779B9u;
+    std::unordered_map<CSprite*, int32_t> mPlaces; // sprite -> one of its nodes
+    mutable std::vector<CSprite*> mView;
+    mutable bool mStale = false;
+};
+
+inline bool operator==(const CSpriteSequence& a, const std::vector<CSprite*>& b)
+{
+    return a.View() == b;
+}
+inline bool operator==(const std::vector<CSprite*>& a, const CSpriteSequence& b)
+{
+    return b == a;
+}
+inline bool operator!=(const CSpriteSequence& a, const std::vector<CSprite*>& b)
+{
+    return !(a == b);
+}
+inline bool operator!=(const std::vector<CSprite*>& a, const CSpriteSequence& b)
+{
+    return !(b == a);
+}
+
 /* One stage. */
 class SPRIG_EXPORT CSpriteList
 {
@@ -193,7 +311,7 @@ class SPRIG_EXPORT CSpriteList
     CRect mBounds;
     CRect mRects[kMaxRects];
     uint32_t mFactor;
-    std::vector<CSprite*> mSprites;
+    CSpriteSequence mSprites;
     GWorldPtr mBackdropWorld;
     GWorldPtr mBackgroundWorld;
     GWorldPtr mSpriteWorld;
