@@ -87,12 +87,34 @@ void CSpriteSequence::Split(int32_t t, uint32_t k, int32_t* left, int32_t* right
     }
 }
 
+// Goes down by place to where the node's priority puts it, splits the
+// subtree found there around the place and hangs it under the node, then
+// counts the node in along the way back up.
 void CSpriteSequence::InsertAt(uint32_t k, int32_t node)
 {
+    const uint32_t priority = Node(node).priority;
+    int32_t parent = -1;
+    int32_t* link = &mRoot;
+    while (*link >= 0 && Node(*link).priority >= priority) {
+        const int32_t t = *link;
+        const uint32_t before = Count(Node(t).left);
+        parent = t;
+        if (k <= before) {
+            link = &Node(t).left;
+        } else {
+            k -= before + 1;
+            link = &Node(t).right;
+        }
+    }
     int32_t left, right;
-    Split(mRoot, k, &left, &right);
-    mRoot = Merge(Merge(left, node), right);
-    Node(mRoot).parent = -1;
+    Split(*link, k, &left, &right);
+    Node(node).left = left;
+    Node(node).right = right;
+    Pull(node);
+    Node(node).parent = parent;
+    *link = node;
+    for (int32_t q = parent; q >= 0; q = Node(q).parent)
+        Pull(q);
     mStale = true;
 }
 

@@ -183,4 +183,50 @@ TEST_F(SequencePaths, DirectCallsWithRepeatedSprites)
     EXPECT_TRUE(other.mSprites.empty());
 }
 
+// Marks as the table records them, written with the platform's rectangle
+// calls: clip, one merging pass, the first free slot or a new one.
+void PlainMark(std::vector<Rect>& slots, const Rect& stage, Rect r)
+{
+    SectRect(&r, &stage, &r);
+    for (Rect& slot : slots) {
+        Rect overlap;
+        if (SectRect(&r, &slot, &overlap)) {
+            UnionRect(&r, &slot, &r);
+            SetRect(&slot, 0, 0, 0, 0);
+        }
+    }
+    for (Rect& slot : slots)
+        if (EmptyRect(&slot)) {
+            slot = r;
+            return;
+        }
+    slots.push_back(r);
+}
+
+TEST_F(SequencePaths, MarksAgreeWithPlainTable)
+{
+    for (uint32_t seed : {5u, 6u, 7u}) {
+        std::mt19937 rng(seed);
+        auto coordinate = [&](int range) { return static_cast<int>(rng() % (range + 20)) - 10; };
+        list->InitRedisplayRects();
+        std::vector<Rect> plain;
+        const Rect stage = R(0, 0, kWidth, kHeight);
+        for (int call = 0; call < 3000; call++) {
+            if (rng() % 50 == 0) {
+                list->InitRedisplayRects();
+                plain.clear();
+            }
+            const int left = coordinate(kWidth), top = coordinate(kHeight);
+            // Some marks are empty or upside down.
+            Rect r = R(left, top, left + static_cast<int>(rng() % 9) - 1,
+                       top + static_cast<int>(rng() % 9) - 1);
+            list->AddDisplayRect(CRect(&r));
+            PlainMark(plain, stage, r);
+            // The plain table has no bound: it stays below the full table.
+            ASSERT_LT(plain.size(), static_cast<size_t>(CSpriteList::kMaxRects));
+            ASSERT_EQ(Pending(*list), plain) << "seed " << seed << ", call " << call;
+        }
+    }
+}
+
 } // namespace
