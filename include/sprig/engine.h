@@ -122,11 +122,11 @@ struct SpriteCursor
 
 /* The drawing sequence of a stage: its sprites in drawing order, the first
  * drawn first (at the back). It reads as a std::vector<CSprite*> (size,
- * front, back, [], iteration, comparison with and conversion to a vector);
- * behind it, a balanced tree ordered by place in the sequence, where each
- * subtree knows its count and the smallest z value in it, so that the
- * library finds a sprite's place, places a sprite by z value and takes one
- * out in logarithmic time. The flat vector that iteration reads is rebuilt
+ * front, back, [], at, iteration both ways, comparison with and conversion
+ * to a vector). Behind it stands a balanced tree ordered by place in the
+ * sequence, where each subtree knows its count and the smallest z value in
+ * it, so that the library finds a sprite's place, places a sprite by z value
+ * and takes one out in logarithmic time. The flat vector that iteration reads is rebuilt
  * on the first read after a change.
  *
  * The z value of a sprite in the sequence is the one it had when placed, as
@@ -138,12 +138,16 @@ class CSpriteSequence
     typedef CSprite* value_type;
     typedef std::vector<CSprite*>::const_iterator const_iterator;
     typedef const_iterator iterator;
+    typedef std::vector<CSprite*>::const_reverse_iterator const_reverse_iterator;
 
     size_t size() const { return mRoot < 0 ? 0 : mNodes[static_cast<size_t>(mRoot)].count; }
     bool empty() const { return mRoot < 0; }
     const_iterator begin() const { return View().begin(); }
     const_iterator end() const { return View().end(); }
+    const_reverse_iterator rbegin() const { return View().rbegin(); }
+    const_reverse_iterator rend() const { return View().rend(); }
     CSprite* operator[](size_t i) const { return View()[i]; }
+    CSprite* at(size_t i) const { return View().at(i); }
     CSprite* front() const { return Node(Outermost(mRoot, true)).sprite; }
     CSprite* back() const { return Node(Outermost(mRoot, false)).sprite; }
     operator std::vector<CSprite*>() const { return View(); }
