@@ -1,6 +1,7 @@
-// Reports benchmarks as usual and keeps each one's real time per iteration,
+// Reports benchmarks as usual and keeps each one's CPU time per iteration,
 // so that a program can print the ratio of a hot path to its peer after the
-// runs. With repetitions, the mean stands for the benchmark.
+// runs. With repetitions, the median stands for the benchmark (on a shared,
+// noisy machine the CPU time of the median run is the steadiest figure).
 #ifndef SPRIG_BENCH_RATIO_REPORTER_H
 #define SPRIG_BENCH_RATIO_REPORTER_H
 
@@ -19,8 +20,8 @@ class RatioReporter : public benchmark::ConsoleReporter
         for (const Run& run : runs) {
             if (run.error_occurred)
                 continue;
-            if (run.run_type == Run::RT_Iteration || run.aggregate_name == "mean")
-                mTimes[run.run_name.str()] = run.GetAdjustedRealTime();
+            if (run.run_type == Run::RT_Iteration || run.aggregate_name == "median")
+                mTimes[run.run_name.str()] = run.GetAdjustedCPUTime();
         }
         ConsoleReporter::ReportRuns(runs);
     }

@@ -210,6 +210,7 @@ int32_t CSprite::SetZOrder(int32_t z)
     // Stored last: the sprite was placed by the new value while its own old
     // value still stood.
     mZ = z;
+    mList->mSprites.Rekey(this);
     return previous;
 }
 

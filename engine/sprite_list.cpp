@@ -80,6 +80,31 @@ void CSpriteList::InitRedisplayRects()
     mRectCount = 0;
 }
 
+namespace {
+
+// The rectangle tests of the platform (SectRect, EmptyRect, UnionRect),
+// inline: every mark of every sprite change runs them over the whole table.
+inline bool Meets(const Rect& a, const Rect& b)
+{
+    return std::max(a.top, b.top) < std::min(a.bottom, b.bottom) &&
+           std::max(a.left, b.left) < std::min(a.right, b.right);
+}
+
+inline bool IsEmpty(const Rect& r)
+{
+    return r.bottom <= r.top || r.right <= r.left;
+}
+
+inline void Grow(Rect& r, const Rect& by)
+{
+    r.top = std::min(r.top, by.top);
+    r.left = std::min(r.left, by.left);
+    r.bottom = std::max(r.bottom, by.bottom);
+    r.right = std::max(r.right, by.right);
+}
+
+} // namespace
+
 // One pass over the slots in index order: a slot the mark meets is merged
 // into it and freed. The mark then takes the first free slot, or a new one.
 // When all 140 slots hold rectangles that the mark does not meet, it is
@@ -87,18 +112,19 @@ void CSpriteList::InitRedisplayRects()
 void CSpriteList::AddDisplayRect(CRect r)
 {
     SectRect(&r, &mBounds, &r);
+    int32_t firstEmpty = -1;
     for (int32_t i = 0; i < mRectCount; i++) {
-        Rect overlap;
-        if (SectRect(&r, &mRects[i], &overlap)) {
-            UnionRect(&r, &mRects[i], &r);
-            mRects[i].SetRectEmpty();
+        Rect& slot = mRects[i];
+        if (Meets(r, slot)) {
+            Grow(r, slot);
+            slot = Rect{0, 0, 0, 0};
         }
+        if (firstEmpty < 0 && IsEmpty(slot))
+            firstEmpty = i;
     }
-    for (int32_t i = 0; i < mRectCount; i++) {
-        if (mRects[i].IsRectEmpty()) {
-            mRects[i] = r;
-            return;
-        }
+    if (firstEmpty >= 0) {
+        mRects[firstEmpty] = r;
+        return;
     }
     if (mRectCount < kMaxRects) {
         mRects[mRectCount++] = r;
@@ -160,7 +186,7 @@ RGBColor CSpriteList::GetPixel(int h, int v)
 
 void CSpriteList::AddSprite(CSprite* s)
 {
-    mSprites.push_back(s);
+    mSprites.Append(s);
 }
 
 // The sequence runs from high z (at the back) to low z (in front); a sprite
@@ -168,17 +194,12 @@ void CSpriteList::AddSprite(CSprite* s)
 // its low 16 bits.
 void CSpriteList::InsertSprite(CSprite* s, int32_t z)
 {
-    const auto place = std::find_if(mSprites.begin(), mSprites.end(), [z](const CSprite* other) {
-        return static_cast<int16_t>(other->mZ) < z;
-    });
-    mSprites.insert(place, s);
+    mSprites.InsertByZ(s, z);
 }
 
 void CSpriteList::DeleteSprite(CSprite* s)
 {
-    const auto found = std::find(mSprites.begin(), mSprites.end(), s);
-    if (found != mSprites.end())
-        mSprites.erase(found);
+    mSprites.Remove(s);
 }
 
 int32_t CSpriteList::FindSprite()

@@ -23,6 +23,7 @@
 
 #include <stddef.h>
 
+#include <unordered_map>
 #include <vector>
 
 #include "sprig/coregraphics.h"
@@ -128,6 +129,143 @@ struct SpriteCursor
     size_t index; /**< sprites of the sequence already found */
 };
 
+/** The drawing sequence of a stage: its sprites in drawing order, the first
+ * drawn first (at the back). It reads as a std::vector<CSprite*> (size,
+ * front, back, [], at, iteration both ways, comparison with and conversion
+ * to a vector). Behind it stands a balanced tree ordered by place in the
+ * sequence, where each subtree knows its count and the smallest z value in
+ * it, so that the library finds a sprite's place, places a sprite by z value
+ * and takes one out in logarithmic time. The flat vector that iteration reads is rebuilt
+ * on the first read after a change.
+ *
+ * The z value of a sprite in the sequence is the one it had when placed, as
+ * CSprite::SetZOrder updates it; a host that writes mZ of a sprite itself
+ * does not move it and is not seen by later placements. */
+class CSpriteSequence
+{
+  public:
+    typedef CSprite* value_type;                                  /**< as std::vector<CSprite*> */
+    typedef std::vector<CSprite*>::const_iterator const_iterator; /**< reads View() */
+    typedef const_iterator iterator; /**< read only, as const_iterator */
+    typedef std::vector<CSprite*>::const_reverse_iterator
+        const_reverse_iterator; /**< reads View() */
+
+    /** The number of places in the sequence. */
+    size_t size() const { return mRoot < 0 ? 0 : mNodes[static_cast<size_t>(mRoot)].count; }
+    /** True when the sequence holds no sprite. */
+    bool empty() const { return mRoot < 0; }
+    /** Iteration from the back (drawn first) to the front, as a vector's. */
+    /** @{ */
+    const_iterator begin() const { return View().begin(); }
+    const_iterator end() const { return View().end(); }
+    const_reverse_iterator rbegin() const { return View().rbegin(); }
+    const_reverse_iterator rend() const { return View().rend(); }
+    /** @} */
+    /** The sprite at place i, as a vector's [] and at(). */
+    /** @{ */
+    CSprite* operator[](size_t i) const { return View()[i]; }
+    CSprite* at(size_t i) const { return View().at(i); }
+    /** @} */
+    /** The sprite drawn first (furthest back); the sequence must not be empty. */
+    CSprite* front() const { return Node(Outermost(mRoot, true)).sprite; }
+    /** The sprite drawn last (in front); the sequence must not be empty. */
+    CSprite* back() const { return Node(Outermost(mRoot, false)).sprite; }
+    /** A copy of the sequence as a vector. */
+    operator std::vector<CSprite*>() const { return View(); }
+
+    /** The sprites in order, as a vector. */
+    const std::vector<CSprite*>& View() const
+    {
+        if (mStale) {
+            mView.clear();
+            mView.reserve(size());
+            for (int32_t t = Outermost(mRoot, true); t >= 0; t = Next(t))
+                mView.push_back(Node(t).sprite);
+            mStale = false;
+        }
+        return mView;
+    }
+
+    /** Places s at the end (in front of all others). */
+    void Append(CSprite* s);
+    /** Places s before the first sprite whose z (low 16 bits) is smaller than z, or
+     * at the end. */
+    void InsertByZ(CSprite* s, int32_t z);
+    /** Takes out the first occurrence of s; false when s is not there. */
+    bool Remove(CSprite* s);
+    /** Takes in s->mZ as the z value of s's places in the sequence. */
+    void Rekey(CSprite* s);
+
+  private:
+    struct TreeNode
+    {
+        CSprite* sprite;
+        int32_t left, right, parent;
+        int32_t twin; // another place of the same sprite, or -1
+        uint32_t priority;
+        uint32_t count; // nodes in this subtree
+        int16_t z;      // the sprite's z, low 16 bits
+        int16_t minZ;   // smallest z in this subtree
+    };
+
+    const TreeNode& Node(int32_t t) const { return mNodes[static_cast<size_t>(t)]; }
+    TreeNode& Node(int32_t t) { return mNodes[static_cast<size_t>(t)]; }
+    uint32_t Count(int32_t t) const { return t < 0 ? 0 : Node(t).count; }
+
+    int32_t Outermost(int32_t t, bool leftmost) const
+    {
+        while (t >= 0 && (leftmost ? Node(t).left : Node(t).right) >= 0)
+            t = leftmost ? Node(t).left : Node(t).right;
+        return t;
+    }
+    int32_t Next(int32_t t) const
+    {
+        if (Node(t).right >= 0)
+            return Outermost(Node(t).right, true);
+        while (Node(t).parent >= 0 && Node(Node(t).parent).right == t)
+            t = Node(t).parent;
+        return Node(t).parent;
+    }
+
+    int32_t NewNode(CSprite* s);
+    void Pull(int32_t t);
+    int32_t Merge(int32_t a, int32_t b);
+    void Split(int32_t t, uint32_t k, int32_t* left, int32_t* right);
+    void InsertAt(uint32_t k, int32_t node);
+    uint32_t Rank(int32_t t) const;
+    uint32_t FirstBelow(int32_t z) const;
+    void Unlink(int32_t t);
+
+    std::vector<TreeNode> mNodes;
+    std::vector<int32_t> mFree;
+    int32_t mRoot = -1;
+    uint32_t mSeed = 0x9E3779B9u;
+    std::unordered_map<CSprite*, int32_t> mPlaces; // sprite -> one of its nodes
+    mutable std::vector<CSprite*> mView;
+    mutable bool mStale = false;
+};
+
+/** A sequence and a vector compare by their sprites in order. */
+/** @{ */
+inline bool operator==(const CSpriteSequence& a, const std::vector<CSprite*>& b)
+{
+    return a.View() == b;
+}
+inline bool operator==(const std::vector<CSprite*>& a, const CSpriteSequence& b)
+{
+    return b == a;
+}
+inline bool operator!=(const CSpriteSequence& a, const std::vector<CSprite*>& b)
+{
+    return !(a == b);
+}
+inline bool operator!=(const std::vector<CSprite*>& a, const CSpriteSequence& b)
+{
+    return !(b == a);
+}
+
+/** @} */
+
 /** One stage. */
 class SPRIG_EXPORT CSpriteList
 {
@@ -210,14 +348,14 @@ class SPRIG_EXPORT CSpriteList
      * last edge clipped (0 left, 1 top, 2 right, 3 bottom) or -1. */
     static int ClipLine(CRect& clip, double& ax, double& ay, double& bx, double& by);
 
-    int32_t mRectCount;             /**< rectangles marked in mRects */
-    CRect mBounds;                  /**< the stage, in stage coordinates */
-    CRect mRects[kMaxRects];        /**< the marked redisplay rectangles */
-    uint32_t mFactor;               /**< zoom factor from stage to view */
-    std::vector<CSprite*> mSprites; /**< the drawing sequence, back first */
-    GWorldPtr mBackdropWorld;       /**< the host's backdrop (read only) */
-    GWorldPtr mBackgroundWorld;     /**< pen trails and stamps */
-    GWorldPtr mSpriteWorld;         /**< where the sprites are composited */
+    int32_t mRectCount;         /**< rectangles marked in mRects */
+    CRect mBounds;              /**< the stage, in stage coordinates */
+    CRect mRects[kMaxRects];    /**< the marked redisplay rectangles */
+    uint32_t mFactor;           /**< zoom factor from stage to view */
+    CSpriteSequence mSprites;   /**< the drawing sequence, back first */
+    GWorldPtr mBackdropWorld;   /**< the host's backdrop (read only) */
+    GWorldPtr mBackgroundWorld; /**< pen trails and stamps */
+    GWorldPtr mSpriteWorld;     /**< where the sprites are composited */
 };
 
 /** The find cursor, shared by all stages (one iteration at a time). */
