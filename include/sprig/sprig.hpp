@@ -211,7 +211,7 @@ class SPRIG_EXPORT Picture
     Tint tint() const;
     /** Whether the two are copies of one picture. */
     bool sameAs(const Picture& other) const;
-    /* The picture's pixels as red, green, blue, alpha bytes (straight
+    /** The picture's pixels as red, green, blue, alpha bytes (straight
      * alpha), rows 4 x width() apart: what fromRgba takes. */
     std::vector<std::uint8_t> rgbaBytes() const;
 
