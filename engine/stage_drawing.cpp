@@ -44,6 +44,40 @@ void ClearSurface(GWorldPtr surface)
                     static_cast<size_t>(bounds.bottom) * static_cast<size_t>(GetPixRowBytes(pm)));
 }
 
+// The sprite surface made all transparent, as ClearSurface makes it. Where
+// the last draw recorded the boxes it drew into (and nothing has written
+// into the surface since), every other pixel is 0 already, and only those
+// boxes are cleared: a frame that draws a few sprites on a large stage then
+// costs the sprites' area, not the stage's.
+void ClearSpriteSurface(GWorldPtr surface)
+{
+    std::vector<Rect> drawn;
+    if (!TakeDrawnBoxes(surface, &drawn)) {
+        ClearSurface(surface);
+        return;
+    }
+    StLock lock(surface);
+    PixMapHandle pm = GetGWorldPixMap(surface);
+    auto* base = reinterpret_cast<uint8_t*>(GetPixBaseAddr(pm));
+    const auto rowBytes = static_cast<size_t>(GetPixRowBytes(pm));
+    for (const Rect& box : drawn)
+        for (int v = box.top; v < box.bottom; v++)
+            std::memset(base + static_cast<size_t>(v) * rowBytes +
+                            4 * static_cast<size_t>(box.left),
+                        0, 4 * static_cast<size_t>(box.right - box.left));
+}
+
+// The pixels a sprite's Output can have changed in a surface of the given
+// bounds: its rectangle (the picture and its frame lie within it) with two
+// pixels to spare, cut to the surface.
+void AddDrawnBox(std::vector<Rect>& drawn, const Rect& spriteRect, const Rect& bounds)
+{
+    Rect r = spriteRect;
+    InsetRect(&r, -2, -2);
+    if (SectRect(&r, &bounds, &r))
+        drawn.push_back(r);
+}
+
 // A region made by this unit, released at the end of the scope.
 class OwnedRegion
 {
@@ -151,7 +185,7 @@ void CSpriteList::UpdateControl(CGContextRef context, HIViewRef view, EventRef e
 {
     Rect bounds;
     GetPortBounds(mSpriteWorld, &bounds);
-    ClearSurface(mSpriteWorld);
+    ClearSpriteSurface(mSpriteWorld);
     Rect scaled = bounds;
     FactorRect(scaled);
 
@@ -167,6 +201,7 @@ void CSpriteList::UpdateControl(CGContextRef context, HIViewRef view, EventRef e
 
     bool drawn = false;
     std::vector<Rect> boxes;
+    std::vector<Rect> drawnBoxes;
     {
         StLock lock(mSpriteWorld);
         OwnedRegion spriteArea;
@@ -182,20 +217,20 @@ void CSpriteList::UpdateControl(CGContextRef context, HIViewRef view, EventRef e
             sprite->Output(mSpriteWorld);
             drawn = true;
             AddSpriteBox(boxes, sprite->mRect, mFactor, scaled);
+            AddDrawnBox(drawnBoxes, sprite->mRect, bounds);
         }
     }
-    if (!drawn)
-        return;
-
-    if (mFactor <= 1) {
-        HandToView(mSpriteWorld, context, view, boxes);
-        return;
+    // Recorded last: handing the surface on locks its pixels, which forgets
+    // what was recorded.
+    if (drawn) {
+        if (mFactor <= 1) {
+            HandToView(mSpriteWorld, context, view, boxes);
+        } else if (GWorldPtr enlarged = Enlarged(mSpriteWorld, bounds, scaled)) {
+            HandToView(enlarged, context, view, boxes);
+            DisposeGWorld(enlarged);
+        }
     }
-    GWorldPtr enlarged = Enlarged(mSpriteWorld, bounds, scaled);
-    if (!enlarged)
-        return;
-    HandToView(enlarged, context, view, boxes);
-    DisposeGWorld(enlarged);
+    SetDrawnBoxes(mSpriteWorld, std::move(drawnBoxes));
 }
 
 void CSpriteList::UpdateContext(CGContextRef context, int32_t x, int32_t y, int32_t width,
@@ -203,7 +238,7 @@ void CSpriteList::UpdateContext(CGContextRef context, int32_t x, int32_t y, int3
 {
     Rect bounds;
     GetPortBounds(mSpriteWorld, &bounds);
-    ClearSurface(mSpriteWorld);
+    ClearSpriteSurface(mSpriteWorld);
     Rect clip;
     clip.left = x >= 1000 ? 0 : static_cast<int16_t>(x / 1000);
     clip.top = y >= 1000 ? 0 : static_cast<int16_t>(y / 1000);
@@ -211,6 +246,7 @@ void CSpriteList::UpdateContext(CGContextRef context, int32_t x, int32_t y, int3
     clip.bottom = static_cast<int16_t>(height);
 
     bool drawn = false;
+    std::vector<Rect> drawnBoxes;
     {
         StLock lock(mSpriteWorld);
         for (CSprite* sprite : mSprites) {
@@ -223,20 +259,20 @@ void CSpriteList::UpdateContext(CGContextRef context, int32_t x, int32_t y, int3
                 continue;
             sprite->Output(mSpriteWorld);
             drawn = true;
+            AddDrawnBox(drawnBoxes, sprite->mRect, bounds);
         }
     }
-    if (!drawn)
-        return;
-
-    if (mFactor <= 1) {
-        DrawOffscreenToContext(mSpriteWorld, context, x, y, width, height, kCGImageAlphaFirst);
-        return;
+    if (drawn) {
+        if (mFactor <= 1) {
+            DrawOffscreenToContext(mSpriteWorld, context, x, y, width, height, kCGImageAlphaFirst);
+        } else {
+            Rect scaled = bounds;
+            FactorRect(scaled);
+            if (GWorldPtr enlarged = Enlarged(mSpriteWorld, bounds, scaled)) {
+                DrawOffscreenToContext(enlarged, context, x, y, width, height, kCGImageAlphaFirst);
+                DisposeGWorld(enlarged);
+            }
+        }
     }
-    Rect scaled = bounds;
-    FactorRect(scaled);
-    GWorldPtr enlarged = Enlarged(mSpriteWorld, bounds, scaled);
-    if (!enlarged)
-        return;
-    DrawOffscreenToContext(enlarged, context, x, y, width, height, kCGImageAlphaFirst);
-    DisposeGWorld(enlarged);
+    SetDrawnBoxes(mSpriteWorld, std::move(drawnBoxes));
 }

@@ -12,6 +12,8 @@
 #ifndef SPRIG_PLATFORM_COREGRAPHICS_H
 #define SPRIG_PLATFORM_COREGRAPHICS_H
 
+#include <vector>
+
 #include "sprig/coregraphics.h"
 
 typedef int32_t CGLineCap;
@@ -70,6 +72,17 @@ inline CGRect CGRectMake(CGFloat x, CGFloat y, CGFloat width, CGFloat height)
 {
     return CGRect{{x, y}, {width, height}};
 }
+
+// What the stage drew into its sprite surface, so that the next draw clears
+// only that: SetDrawnBoxes records that every pixel of the world outside the
+// boxes is 0; TakeDrawnBoxes hands the boxes back and forgets them, or
+// returns false when nothing is known: nothing was recorded, the world's
+// pixel map has changed since (other memory, rows or bounds), or its pixels
+// were locked, drawn on through a context or copied into since (the ways
+// the library writes into a world). A host writing into the memory itself
+// is not seen.
+void SetDrawnBoxes(GWorldPtr world, std::vector<Rect> boxes);
+bool TakeDrawnBoxes(GWorldPtr world, std::vector<Rect>* boxes);
 
 // State and stroking.
 void CGContextSaveGState(CGContextRef c);
