@@ -17,9 +17,11 @@
 // Only the parts of the surface that hold sprites carry anything but
 // transparent pixels, and a transparent pixel composited over the view
 // leaves it exactly as it was. So when the surface maps pixel for pixel onto
-// the view, only the boxes of the sprites drawn are handed on (disjoint, so
-// that no pixel is composited twice): the view receives exactly what handing
-// on the whole surface gives, at the cost of the sprites' area alone.
+// the view, the view is handed the whole surface together with the union of
+// the sprites' boxes, and only the pixels within it are looked at: the view
+// receives exactly what handing on the whole surface gives, at the cost of
+// the sprites' area alone. Likewise the surface is cleared only where the
+// last draw left sprites (see ClearSpriteSurface).
 #include <cstring>
 #include <vector>
 
@@ -67,16 +69,76 @@ void ClearSpriteSurface(GWorldPtr surface)
                         0, 4 * static_cast<size_t>(box.right - box.left));
 }
 
-// The pixels a sprite's Output can have changed in a surface of the given
-// bounds: its rectangle (the picture and its frame lie within it) with two
-// pixels to spare, cut to the surface.
-void AddDrawnBox(std::vector<Rect>& drawn, const Rect& spriteRect, const Rect& bounds)
+// The area the sprites of one draw cover, kept as cells of 16 x 16 pixels
+// of the surface: adding a sprite's box marks the cells it meets, and the
+// cover hands back the marked cells as disjoint boxes, a run of cells in a
+// row of cells each. The boxes hold every pixel added (and a little more),
+// however many sprites overlap, at a cost that grows with the sprites'
+// area, not with their number squared.
+class Cover
 {
-    Rect r = spriteRect;
-    InsetRect(&r, -2, -2);
-    if (SectRect(&r, &bounds, &r))
-        drawn.push_back(r);
-}
+  public:
+    explicit Cover(const Rect& bounds)
+        : mBounds(bounds), mColumns((bounds.right + kCell - 1) / kCell),
+          mRows((bounds.bottom + kCell - 1) / kCell)
+    {
+    }
+
+    // Where a sprite's Output can have changed pixels: its rectangle (the
+    // picture and its frame lie within it) with two pixels to spare.
+    void AddSprite(const Rect& spriteRect)
+    {
+        Rect r = spriteRect;
+        InsetRect(&r, -2, -2);
+        if (!SectRect(&r, &mBounds, &r))
+            return;
+        if (mCells.empty())
+            mCells.assign(static_cast<size_t>(mColumns) * static_cast<size_t>(mRows), 0);
+        for (int row = r.top / kCell; row <= (r.bottom - 1) / kCell; row++)
+            std::memset(&mCells[static_cast<size_t>(row * mColumns + r.left / kCell)], 1,
+                        static_cast<size_t>((r.right - 1) / kCell - r.left / kCell + 1));
+    }
+
+    // The marked cells as disjoint boxes, cut to the bounds, each times
+    // factor (16-bit, as the stage multiplies rectangles).
+    std::vector<Rect> Boxes(uint32_t factor) const
+    {
+        std::vector<Rect> boxes;
+        if (mCells.empty())
+            return boxes;
+        for (int row = 0; row < mRows; row++) {
+            const uint8_t* cells = &mCells[static_cast<size_t>(row * mColumns)];
+            for (int column = 0; column < mColumns;) {
+                if (!cells[column]) {
+                    column++;
+                    continue;
+                }
+                const int first = column;
+                while (column < mColumns && cells[column])
+                    column++;
+                Rect r;
+                r.left = static_cast<int16_t>(first * kCell);
+                r.top = static_cast<int16_t>(row * kCell);
+                r.right = static_cast<int16_t>(std::min<int>(column * kCell, mBounds.right));
+                r.bottom = static_cast<int16_t>(std::min<int>((row + 1) * kCell, mBounds.bottom));
+                if (factor > 1) {
+                    r.left = static_cast<int16_t>(static_cast<uint32_t>(r.left) * factor);
+                    r.top = static_cast<int16_t>(static_cast<uint32_t>(r.top) * factor);
+                    r.right = static_cast<int16_t>(static_cast<uint32_t>(r.right) * factor);
+                    r.bottom = static_cast<int16_t>(static_cast<uint32_t>(r.bottom) * factor);
+                }
+                boxes.push_back(r);
+            }
+        }
+        return boxes;
+    }
+
+  private:
+    static constexpr int kCell = 16;
+    Rect mBounds;
+    int mColumns, mRows;
+    std::vector<uint8_t> mCells; // made when the first sprite is added
+};
 
 // A region made by this unit, released at the end of the scope.
 class OwnedRegion
@@ -107,44 +169,10 @@ GWorldPtr Enlarged(GWorldPtr surface, const Rect& bounds, const Rect& scaled)
     return enlarged;
 }
 
-// Adds r to a set of disjoint boxes, merging it with every box it meets
-// (and the merged box again with every box that one meets).
-void AddBox(std::vector<Rect>& boxes, Rect r)
-{
-    for (size_t i = 0; i < boxes.size();) {
-        Rect overlap;
-        if (SectRect(&r, &boxes[i], &overlap)) {
-            UnionRect(&r, &boxes[i], &r);
-            boxes[i] = boxes.back();
-            boxes.pop_back();
-            i = 0;
-        } else {
-            i++;
-        }
-    }
-    boxes.push_back(r);
-}
-
-// The box of a sprite as drawn into a surface of the given bounds: its
-// rectangle (where Output draws, frame included) grown by a pixel of margin,
-// times the factor, cut to the surface.
-void AddSpriteBox(std::vector<Rect>& boxes, const Rect& spriteRect, uint32_t factor,
-                  const Rect& surface)
-{
-    Rect r = spriteRect;
-    InsetRect(&r, -1, -1);
-    if (factor > 1) {
-        r.left = static_cast<int16_t>(static_cast<uint32_t>(r.left) * factor);
-        r.top = static_cast<int16_t>(static_cast<uint32_t>(r.top) * factor);
-        r.right = static_cast<int16_t>(static_cast<uint32_t>(r.right) * factor);
-        r.bottom = static_cast<int16_t>(static_cast<uint32_t>(r.bottom) * factor);
-    }
-    if (SectRect(&r, &surface, &r))
-        AddBox(boxes, r);
-}
-
-// Composites the surface by its alpha over the whole view: only the boxes
-// when the surface and the view have the same size, else all of it, scaled.
+// Composites the surface by its alpha over the whole view. When the surface
+// and the view have the same size, only the pixels within the sprites'
+// boxes are looked at (the rest are transparent, and leave the view as it
+// is); else all of it is scaled over the view.
 void HandToView(GWorldPtr surface, CGContextRef context, HIViewRef view,
                 const std::vector<Rect>& boxes)
 {
@@ -157,26 +185,22 @@ void HandToView(GWorldPtr surface, CGContextRef context, HIViewRef view,
         DrawOffscreenToHIView(surface, context, view, kCGImageAlphaFirst);
         return;
     }
+    OwnedRegion area;
+    RectsRgn(area, boxes);
     StLock lock(surface);
     PixMapHandle pm = GetGWorldPixMap(surface);
-    const auto* base = reinterpret_cast<const uint8_t*>(GetPixBaseAddr(pm));
     const size_t rowBytes = static_cast<size_t>(GetPixRowBytes(pm));
+    const auto height = static_cast<size_t>(bounds.bottom);
+    CGDataProviderRef provider =
+        CGDataProviderCreateWithData(nullptr, GetPixBaseAddr(pm), height * rowBytes, nullptr);
     CGColorSpaceRef space = CGColorSpaceCreateDeviceRGB();
-    for (const Rect& box : boxes) {
-        const auto width = static_cast<size_t>(box.right - box.left);
-        const auto height = static_cast<size_t>(box.bottom - box.top);
-        CGDataProviderRef provider = CGDataProviderCreateWithData(
-            nullptr,
-            base + static_cast<size_t>(box.top) * rowBytes + 4 * static_cast<size_t>(box.left),
-            (height - 1) * rowBytes + 4 * width, nullptr);
-        CGImageRef image = CGImageCreate(width, height, 8, 32, rowBytes, space, kCGImageAlphaFirst,
-                                         provider, nullptr, false, kCGRenderingIntentDefault);
-        const HIRect place = CGRectMake(box.left, box.top, width, height);
-        HIViewDrawCGImage(context, &place, image);
-        CGImageRelease(image);
-        CGDataProviderRelease(provider);
-    }
+    CGImageRef image =
+        CGImageCreate(static_cast<size_t>(bounds.right), height, 8, 32, rowBytes, space,
+                      kCGImageAlphaFirst, provider, nullptr, false, kCGRenderingIntentDefault);
+    HIViewDrawCGImageWithin(context, &viewBounds, image, area);
+    CGImageRelease(image);
     CGColorSpaceRelease(space);
+    CGDataProviderRelease(provider);
 }
 
 } // namespace
@@ -200,8 +224,7 @@ void CSpriteList::UpdateControl(CGContextRef context, HIViewRef view, EventRef e
     }
 
     bool drawn = false;
-    std::vector<Rect> boxes;
-    std::vector<Rect> drawnBoxes;
+    Cover cover(bounds);
     {
         StLock lock(mSpriteWorld);
         OwnedRegion spriteArea;
@@ -216,21 +239,20 @@ void CSpriteList::UpdateControl(CGContextRef context, HIViewRef view, EventRef e
                 continue;
             sprite->Output(mSpriteWorld);
             drawn = true;
-            AddSpriteBox(boxes, sprite->mRect, mFactor, scaled);
-            AddDrawnBox(drawnBoxes, sprite->mRect, bounds);
+            cover.AddSprite(sprite->mRect);
         }
     }
     // Recorded last: handing the surface on locks its pixels, which forgets
     // what was recorded.
     if (drawn) {
         if (mFactor <= 1) {
-            HandToView(mSpriteWorld, context, view, boxes);
+            HandToView(mSpriteWorld, context, view, cover.Boxes(1));
         } else if (GWorldPtr enlarged = Enlarged(mSpriteWorld, bounds, scaled)) {
-            HandToView(enlarged, context, view, boxes);
+            HandToView(enlarged, context, view, cover.Boxes(mFactor));
             DisposeGWorld(enlarged);
         }
     }
-    SetDrawnBoxes(mSpriteWorld, std::move(drawnBoxes));
+    SetDrawnBoxes(mSpriteWorld, cover.Boxes(1));
 }
 
 void CSpriteList::UpdateContext(CGContextRef context, int32_t x, int32_t y, int32_t width,
@@ -246,7 +268,7 @@ void CSpriteList::UpdateContext(CGContextRef context, int32_t x, int32_t y, int3
     clip.bottom = static_cast<int16_t>(height);
 
     bool drawn = false;
-    std::vector<Rect> drawnBoxes;
+    Cover cover(bounds);
     {
         StLock lock(mSpriteWorld);
         for (CSprite* sprite : mSprites) {
@@ -259,7 +281,7 @@ void CSpriteList::UpdateContext(CGContextRef context, int32_t x, int32_t y, int3
                 continue;
             sprite->Output(mSpriteWorld);
             drawn = true;
-            AddDrawnBox(drawnBoxes, sprite->mRect, bounds);
+            cover.AddSprite(sprite->mRect);
         }
     }
     if (drawn) {
@@ -274,5 +296,5 @@ void CSpriteList::UpdateContext(CGContextRef context, int32_t x, int32_t y, int3
             }
         }
     }
-    SetDrawnBoxes(mSpriteWorld, std::move(drawnBoxes));
+    SetDrawnBoxes(mSpriteWorld, cover.Boxes(1));
 }

@@ -719,6 +719,18 @@ bool DrawImageOverCairo(CGContextRef c, double x, double y, double w, double h, 
         pixman_region32_fini(&parts);
         return false;
     }
+    if (c->imageArea) {
+        pixman_region32_t area;
+        pixman_region32_init(&area);
+        bool placed = pixman_region32_copy(&area, c->imageArea);
+        pixman_region32_translate(&area, left, top);
+        placed = placed && pixman_region32_intersect(&parts, &parts, &area);
+        pixman_region32_fini(&area);
+        if (!placed) {
+            pixman_region32_fini(&parts);
+            return false;
+        }
+    }
     int count = 0;
     const pixman_box32_t* boxes = pixman_region32_rectangles(&parts, &count);
     cairo_surface_flush(target);

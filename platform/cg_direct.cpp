@@ -257,6 +257,62 @@ __attribute__((target("avx2"))) void CompositeStraightFirstRowAvx2(const uint8_t
     CompositeImageRowScalar(src, dst + h, width - h, kCGImageAlphaFirst);
 }
 
+// Eight words with their bytes reversed.
+SPRIG_AVX2 __m256i MirrorGroup8(__m256i x)
+{
+    const __m256i reverse = _mm256_setr_epi8(3, 2, 1, 0, 7, 6, 5, 4, 11, 10, 9, 8, 15, 14, 13, 12,
+                                             3, 2, 1, 0, 7, 6, 5, 4, 11, 10, 9, 8, 15, 14, 13, 12);
+    return _mm256_shuffle_epi8(x, reverse);
+}
+
+// Eight straight pixels over eight of cairo's words.
+SPRIG_AVX2 void CompositeGroup8OverCairo(__m256i s, uint32_t* dst)
+{
+    const __m256i zero = _mm256_setzero_si256();
+    if (SameAlphas8(s, zero) == 0x11111111u)
+        return;
+    auto* out = reinterpret_cast<__m256i*>(dst);
+    if (SameAlphas8(s, _mm256_set1_epi32(-1)) == 0x11111111u) {
+        _mm256_storeu_si256(out, MirrorGroup8(s));
+        return;
+    }
+    const __m256i d = MirrorGroup8(_mm256_loadu_si256(out));
+    __m256i pLo, sLo, pHi, sHi;
+    OverLanes8(_mm256_unpacklo_epi8(s, zero), _mm256_unpacklo_epi8(d, zero), &pLo, &sLo);
+    OverLanes8(_mm256_unpackhi_epi8(s, zero), _mm256_unpackhi_epi8(d, zero), &pHi, &sHi);
+    _mm256_storeu_si256(out, MirrorGroup8(_mm256_adds_epu8(_mm256_packus_epi16(pLo, pHi),
+                                                           _mm256_packus_epi16(sLo, sHi))));
+}
+
+__attribute__((target("avx2"))) void
+CompositeStraightFirstRowOverCairoAvx2(const uint8_t* src, uint32_t* dst, int width)
+{
+    const __m256i zero = _mm256_setzero_si256();
+    const __m256i ones = _mm256_set1_epi32(-1);
+    int h = 0;
+    for (; h + 16 <= width; h += 16, src += 64) {
+        const __m256i s0 = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src));
+        const __m256i s1 = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src + 32));
+        if (SameAlphas8(_mm256_or_si256(s0, s1), zero) == 0x11111111u)
+            continue;
+        if (SameAlphas8(_mm256_and_si256(s0, s1), ones) == 0x11111111u) {
+            _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst + h), MirrorGroup8(s0));
+            _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst + h + 8), MirrorGroup8(s1));
+            continue;
+        }
+        CompositeGroup8OverCairo(s0, dst + h);
+        CompositeGroup8OverCairo(s1, dst + h + 8);
+    }
+    if (h + 8 <= width) {
+        CompositeGroup8OverCairo(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(src)),
+                                 dst + h);
+        h += 8;
+        src += 32;
+    }
+    _mm256_zeroupper();
+    CompositeStraightFirstRowOverCairo(src, dst + h, width - h);
+}
+
 #undef SPRIG_AVX2
 
 bool HasAvx2()
@@ -302,7 +358,9 @@ void CompositeImageRowOverCairo(const uint8_t* src, uint32_t* dst, int width, ui
 {
 #if defined(__SSE2__)
     if (alphaInfo == kCGImageAlphaFirst) {
-        CompositeStraightFirstRowOverCairo(src, dst, width);
+        static const StraightFirstRow row =
+            HasAvx2() ? CompositeStraightFirstRowOverCairoAvx2 : CompositeStraightFirstRowOverCairo;
+        row(src, dst, width);
         return;
     }
 #endif

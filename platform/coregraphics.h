@@ -84,6 +84,15 @@ inline CGRect CGRectMake(CGFloat x, CGFloat y, CGFloat width, CGFloat height)
 void SetDrawnBoxes(GWorldPtr world, std::vector<Rect> boxes);
 bool TakeDrawnBoxes(GWorldPtr world, std::vector<Rect>* boxes);
 
+// A region of the union of rects.
+void RectsRgn(RgnHandle rgn, const std::vector<Rect>& rects);
+
+// Draws image into rect exactly as HIViewDrawCGImage does, given that every
+// pixel of the image outside area (in the image's own pixels, y down) is
+// transparent: drawn one to one, only the pixels within area are looked at.
+OSStatus HIViewDrawCGImageWithin(CGContextRef c, const HIRect* rect, CGImageRef image,
+                                 RgnHandle area);
+
 // State and stroking.
 void CGContextSaveGState(CGContextRef c);
 void CGContextRestoreGState(CGContextRef c);
