@@ -156,16 +156,31 @@ class OwnedRegion
 };
 
 // The surface enlarged factor times by pixel replication, alpha included, or
-// null when no world of that size can be made (then nothing is drawn).
-GWorldPtr Enlarged(GWorldPtr surface, const Rect& bounds, const Rect& scaled)
+// null when no world of that size can be made (then nothing is drawn). A
+// new world is all transparent, as the surface is outside the boxes, so only
+// the boxes are enlarged (each stage pixel maps to the same block as in an
+// enlargement of the whole) unless the scaled bounds lost bits to 16 bits.
+GWorldPtr Enlarged(GWorldPtr surface, const Rect& bounds, const Rect& scaled,
+                   const std::vector<Rect>& boxes, uint32_t factor)
 {
     GWorldPtr enlarged = nullptr;
     if (NewGWorld(&enlarged, 32, &scaled, nullptr, nullptr, 0) != noErr)
         return nullptr;
     RGBColor white = {0xFFFF, 0xFFFF, 0xFFFF};
-    Rect source = bounds;
-    Rect destination = scaled;
-    CopyBmBmBg(surface, enlarged, &source, &destination, srcCopy, nullptr, &white);
+    const auto f = static_cast<int32_t>(factor);
+    if (int32_t{scaled.right} != bounds.right * f || int32_t{scaled.bottom} != bounds.bottom * f) {
+        Rect source = bounds;
+        Rect destination = scaled;
+        CopyBmBmBg(surface, enlarged, &source, &destination, srcCopy, nullptr, &white);
+        return enlarged;
+    }
+    for (const Rect& box : boxes) {
+        Rect source = box;
+        Rect destination;
+        SetRect(&destination, static_cast<int16_t>(box.left * f), static_cast<int16_t>(box.top * f),
+                static_cast<int16_t>(box.right * f), static_cast<int16_t>(box.bottom * f));
+        CopyBmBmBg(surface, enlarged, &source, &destination, srcCopy, nullptr, &white);
+    }
     return enlarged;
 }
 
@@ -228,11 +243,18 @@ void CSpriteList::UpdateControl(CGContextRef context, HIViewRef view, EventRef e
     {
         StLock lock(mSpriteWorld);
         OwnedRegion spriteArea;
+        Rect extent;
+        GetRegionBounds(area, &extent);
         for (CSprite* sprite : mSprites) {
             if (!sprite->mVisible)
                 continue;
             Rect r = sprite->GetRect();
             FactorRect(r);
+            // Most sprites of a large stage lie outside the box around the
+            // area, and then outside the area.
+            Rect overlap;
+            if (!SectRect(&r, &extent, &overlap))
+                continue;
             RectRgn(spriteArea, &r);
             SectRgn(spriteArea, area, spriteArea);
             if (EmptyRgn(spriteArea))
@@ -244,15 +266,17 @@ void CSpriteList::UpdateControl(CGContextRef context, HIViewRef view, EventRef e
     }
     // Recorded last: handing the surface on locks its pixels, which forgets
     // what was recorded.
+    std::vector<Rect> drawnBoxes = cover.Boxes(1);
     if (drawn) {
         if (mFactor <= 1) {
-            HandToView(mSpriteWorld, context, view, cover.Boxes(1));
-        } else if (GWorldPtr enlarged = Enlarged(mSpriteWorld, bounds, scaled)) {
+            HandToView(mSpriteWorld, context, view, drawnBoxes);
+        } else if (GWorldPtr enlarged =
+                       Enlarged(mSpriteWorld, bounds, scaled, drawnBoxes, mFactor)) {
             HandToView(enlarged, context, view, cover.Boxes(mFactor));
             DisposeGWorld(enlarged);
         }
     }
-    SetDrawnBoxes(mSpriteWorld, cover.Boxes(1));
+    SetDrawnBoxes(mSpriteWorld, std::move(drawnBoxes));
 }
 
 void CSpriteList::UpdateContext(CGContextRef context, int32_t x, int32_t y, int32_t width,
@@ -284,17 +308,18 @@ void CSpriteList::UpdateContext(CGContextRef context, int32_t x, int32_t y, int3
             cover.AddSprite(sprite->mRect);
         }
     }
+    std::vector<Rect> drawnBoxes = cover.Boxes(1);
     if (drawn) {
         if (mFactor <= 1) {
             DrawOffscreenToContext(mSpriteWorld, context, x, y, width, height, kCGImageAlphaFirst);
         } else {
             Rect scaled = bounds;
             FactorRect(scaled);
-            if (GWorldPtr enlarged = Enlarged(mSpriteWorld, bounds, scaled)) {
+            if (GWorldPtr enlarged = Enlarged(mSpriteWorld, bounds, scaled, drawnBoxes, mFactor)) {
                 DrawOffscreenToContext(enlarged, context, x, y, width, height, kCGImageAlphaFirst);
                 DisposeGWorld(enlarged);
             }
         }
     }
-    SetDrawnBoxes(mSpriteWorld, cover.Boxes(1));
+    SetDrawnBoxes(mSpriteWorld, std::move(drawnBoxes));
 }
