@@ -242,22 +242,12 @@ void CSpriteList::UpdateControl(CGContextRef context, HIViewRef view, EventRef e
     Cover cover(bounds);
     {
         StLock lock(mSpriteWorld);
-        OwnedRegion spriteArea;
-        Rect extent;
-        GetRegionBounds(area, &extent);
         for (CSprite* sprite : mSprites) {
             if (!sprite->mVisible)
                 continue;
             Rect r = sprite->GetRect();
             FactorRect(r);
-            // Most sprites of a large stage lie outside the box around the
-            // area, and then outside the area.
-            Rect overlap;
-            if (!SectRect(&r, &extent, &overlap))
-                continue;
-            RectRgn(spriteArea, &r);
-            SectRgn(spriteArea, area, spriteArea);
-            if (EmptyRgn(spriteArea))
+            if (!RectMeetsRgn(&r, area))
                 continue;
             sprite->Output(mSpriteWorld);
             drawn = true;

@@ -86,6 +86,9 @@ bool TakeDrawnBoxes(GWorldPtr world, std::vector<Rect>* boxes);
 
 // A region of the union of rects.
 void RectsRgn(RgnHandle rgn, const std::vector<Rect>& rects);
+// Whether r and rgn share a pixel: what intersecting rgn with a region made
+// from r and testing the result for emptiness tells, without making either.
+bool RectMeetsRgn(const Rect* r, RgnHandle rgn);
 
 // Draws image into rect exactly as HIViewDrawCGImage does, given that every
 // pixel of the image outside area (in the image's own pixels, y down) is

@@ -132,3 +132,11 @@ void RectsRgn(RgnHandle rgn, const std::vector<Rect>& rects)
     if (!copied)
         throw std::bad_alloc();
 }
+
+bool RectMeetsRgn(const Rect* r, RgnHandle rgn)
+{
+    if (r->left >= r->right || r->top >= r->bottom)
+        return false;
+    const pixman_box32_t box = {r->left, r->top, r->right, r->bottom};
+    return pixman_region32_contains_rectangle(PixmanRegion(rgn), &box) != PIXMAN_REGION_OUT;
+}
