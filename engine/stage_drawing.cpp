@@ -22,6 +22,7 @@
 // receives exactly what handing on the whole surface gives, at the cost of
 // the sprites' area alone. Likewise the surface is cleared only where the
 // last draw left sprites (see ClearSpriteSurface).
+#include <algorithm>
 #include <cstring>
 #include <vector>
 
@@ -92,11 +93,18 @@ class Cover
         InsetRect(&r, -2, -2);
         if (!SectRect(&r, &mBounds, &r))
             return;
-        if (mCells.empty())
+        if (mCells.empty()) {
             mCells.assign(static_cast<size_t>(mColumns) * static_cast<size_t>(mRows), 0);
-        for (int row = r.top / kCell; row <= (r.bottom - 1) / kCell; row++)
-            std::memset(&mCells[static_cast<size_t>(row * mColumns + r.left / kCell)], 1,
-                        static_cast<size_t>((r.right - 1) / kCell - r.left / kCell + 1));
+            mSpans.assign(static_cast<size_t>(mRows), {mColumns, 0});
+        }
+        const int first = r.left / kCell, last = (r.right - 1) / kCell;
+        for (int row = r.top / kCell; row <= (r.bottom - 1) / kCell; row++) {
+            std::memset(&mCells[static_cast<size_t>(row * mColumns + first)], 1,
+                        static_cast<size_t>(last - first + 1));
+            Span& span = mSpans[static_cast<size_t>(row)];
+            span.first = std::min(span.first, first);
+            span.end = std::max(span.end, last + 1);
+        }
     }
 
     // The marked cells as disjoint boxes, cut to the bounds, each times
@@ -108,13 +116,14 @@ class Cover
             return boxes;
         for (int row = 0; row < mRows; row++) {
             const uint8_t* cells = &mCells[static_cast<size_t>(row * mColumns)];
-            for (int column = 0; column < mColumns;) {
+            const Span& span = mSpans[static_cast<size_t>(row)];
+            for (int column = span.first; column < span.end;) {
                 if (!cells[column]) {
                     column++;
                     continue;
                 }
                 const int first = column;
-                while (column < mColumns && cells[column])
+                while (column < span.end && cells[column])
                     column++;
                 Rect r;
                 r.left = static_cast<int16_t>(first * kCell);
@@ -134,10 +143,17 @@ class Cover
     }
 
   private:
+    // The columns of a row of cells between its first and last marked one.
+    struct Span
+    {
+        int first, end;
+    };
+
     static constexpr int kCell = 16;
     Rect mBounds;
     int mColumns, mRows;
     std::vector<uint8_t> mCells; // made when the first sprite is added
+    std::vector<Span> mSpans;
 };
 
 // A region made by this unit, released at the end of the scope.
