@@ -73,9 +73,9 @@ void ClearSpriteSurface(GWorldPtr surface)
 // The area the sprites of one draw cover, kept as cells of 16 x 16 pixels
 // of the surface: adding a sprite's box marks the cells it meets, and the
 // cover hands back the marked cells as disjoint boxes, a run of cells in a
-// row of cells each. The boxes hold every pixel added (and a little more),
-// however many sprites overlap, at a cost that grows with the sprites'
-// area, not with their number squared.
+// row of cells each (or, for a few sprites, their own boxes). The boxes hold
+// every pixel added (and a little more), however many sprites overlap, at a
+// cost that grows with the sprites' area, not with their number squared.
 class Cover
 {
   public:
@@ -93,6 +93,8 @@ class Cover
         InsetRect(&r, -2, -2);
         if (!SectRect(&r, &mBounds, &r))
             return;
+        if (mExact.size() <= kExactLimit)
+            mExact.push_back(r);
         if (mCells.empty()) {
             mCells.assign(static_cast<size_t>(mColumns) * static_cast<size_t>(mRows), 0);
             mSpans.assign(static_cast<size_t>(mRows), {mColumns, 0});
@@ -107,13 +109,21 @@ class Cover
         }
     }
 
-    // The marked cells as disjoint boxes, cut to the bounds, each times
-    // factor (16-bit, as the stage multiplies rectangles).
+    // The boxes (disjoint ones when they are cells), cut to the bounds, each
+    // times factor (16-bit, as the stage multiplies rectangles).
     std::vector<Rect> Boxes(uint32_t factor) const
     {
         std::vector<Rect> boxes;
         if (mCells.empty())
             return boxes;
+        if (mExact.size() <= kExactLimit) {
+            for (Rect r : mExact) {
+                if (factor > 1)
+                    Multiply(r, factor);
+                boxes.push_back(r);
+            }
+            return boxes;
+        }
         for (int row = 0; row < mRows; row++) {
             const uint8_t* cells = &mCells[static_cast<size_t>(row * mColumns)];
             const Span& span = mSpans[static_cast<size_t>(row)];
@@ -130,12 +140,8 @@ class Cover
                 r.top = static_cast<int16_t>(row * kCell);
                 r.right = static_cast<int16_t>(std::min<int>(column * kCell, mBounds.right));
                 r.bottom = static_cast<int16_t>(std::min<int>((row + 1) * kCell, mBounds.bottom));
-                if (factor > 1) {
-                    r.left = static_cast<int16_t>(static_cast<uint32_t>(r.left) * factor);
-                    r.top = static_cast<int16_t>(static_cast<uint32_t>(r.top) * factor);
-                    r.right = static_cast<int16_t>(static_cast<uint32_t>(r.right) * factor);
-                    r.bottom = static_cast<int16_t>(static_cast<uint32_t>(r.bottom) * factor);
-                }
+                if (factor > 1)
+                    Multiply(r, factor);
                 boxes.push_back(r);
             }
         }
@@ -149,11 +155,23 @@ class Cover
         int first, end;
     };
 
+    static void Multiply(Rect& r, uint32_t factor)
+    {
+        r.left = static_cast<int16_t>(static_cast<uint32_t>(r.left) * factor);
+        r.top = static_cast<int16_t>(static_cast<uint32_t>(r.top) * factor);
+        r.right = static_cast<int16_t>(static_cast<uint32_t>(r.right) * factor);
+        r.bottom = static_cast<int16_t>(static_cast<uint32_t>(r.bottom) * factor);
+    }
+
     static constexpr int kCell = 16;
+    // Up to this many sprites, their own boxes (which may overlap) are
+    // handed back: fewer pixels than whole cells, and few enough boxes.
+    static constexpr size_t kExactLimit = 32;
     Rect mBounds;
     int mColumns, mRows;
     std::vector<uint8_t> mCells; // made when the first sprite is added
     std::vector<Span> mSpans;
+    std::vector<Rect> mExact; // the boxes added, while there are few
 };
 
 // A region made by this unit, released at the end of the scope.
