@@ -274,6 +274,8 @@ void CSpriteList::UpdateControl(CGContextRef context, HIViewRef view, EventRef e
 
     bool drawn = false;
     Cover cover(bounds);
+    Rect extent;
+    GetRegionBounds(area, &extent);
     {
         StLock lock(mSpriteWorld);
         for (CSprite* sprite : mSprites) {
@@ -281,7 +283,10 @@ void CSpriteList::UpdateControl(CGContextRef context, HIViewRef view, EventRef e
                 continue;
             Rect r = sprite->GetRect();
             FactorRect(r);
-            if (!RectMeetsRgn(&r, area))
+            // Most sprites of a large stage lie wholly beside the box
+            // around the area, which is quicker to tell.
+            if (r.right <= extent.left || r.left >= extent.right || r.bottom <= extent.top ||
+                r.top >= extent.bottom || !RectMeetsRgn(&r, area))
                 continue;
             sprite->Output(mSpriteWorld);
             drawn = true;
