@@ -82,8 +82,14 @@ void FillPortRect(GrafPtr port, int left, int top, int right, int bottom, uint32
 
 namespace {
 
-// The worlds holding drawn boxes: a stage's sprite surface or two.
-std::vector<GWorldPtr> gWorldsWithBoxes;
+// The worlds holding drawn boxes: a stage's sprite surface or two. Never
+// destroyed, so that worlds disposed of while the process exits (the pool's
+// among them) still find it.
+std::vector<GWorldPtr>& WorldsWithBoxes()
+{
+    static auto* worlds = new std::vector<GWorldPtr>;
+    return *worlds;
+}
 
 bool SameMap(const PixMap& a, const PixMap& b)
 {
@@ -95,13 +101,14 @@ bool SameMap(const PixMap& a, const PixMap& b)
 
 void ForgetDrawnBoxes(const PixMap* pm)
 {
-    for (size_t i = 0; i < gWorldsWithBoxes.size();) {
-        GWorldPtr w = gWorldsWithBoxes[i];
+    std::vector<GWorldPtr>& worlds = WorldsWithBoxes();
+    for (size_t i = 0; i < worlds.size();) {
+        GWorldPtr w = worlds[i];
         if (pm == &w->pixMap || pm == w->pixMapPtr || w->pixMapPtr->baseAddr == pm->baseAddr) {
             w->drawnKnown = false;
             w->drawnBoxes.clear();
-            gWorldsWithBoxes[i] = gWorldsWithBoxes.back();
-            gWorldsWithBoxes.pop_back();
+            worlds[i] = worlds.back();
+            worlds.pop_back();
         } else {
             i++;
         }
@@ -112,7 +119,7 @@ void SetDrawnBoxes(GWorldPtr world, std::vector<Rect> boxes)
 {
     ForgetDrawnBoxes(world->pixMapPtr);
     try {
-        gWorldsWithBoxes.push_back(world);
+        WorldsWithBoxes().push_back(world);
     } catch (...) {
         return; // not recorded: the next draw clears the whole world
     }
