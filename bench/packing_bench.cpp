@@ -8,9 +8,9 @@
 // two-colour shape with soft edges) and noise (every pixel different); the
 // registration also takes pairs (runs of two, the most packets a picture of
 // that many bytes can hold, the check's worst case). After the runs the
-// ratios are printed; the aims for the sprite are libpng / Uncompress >= 10
-// and Uncompress / memcpy <= 3, and for every picture a registration with
-// the check within 1.10 of one without.
+// ratios are printed, each sprig / peer; the aims for the sprite are
+// Uncompress / libpng <= 0.10 and Uncompress / memcpy <= 3, and for every
+// picture a registration with the check within 1.10 of one without.
 //
 // Run with --benchmark_repetitions=N --benchmark_enable_random_interleaving
 // for medians and ranges over interleaved repetitions.
@@ -276,11 +276,11 @@ int main(int argc, char** argv)
         const Subject& s = GetSubject(arg[0] - '0');
         std::printf("%-6s packed %u bytes, PNG %zu bytes, raw %d bytes\n", name, s.packed[0],
                     s.png.size(), 4 * kSize * kSize);
-        std::printf("%-6s expand: libpng decode / Uncompress = %.1fx (aim >= 10), "
-                    "Uncompress / memcpy = %.2fx (aim <= 3)\n",
-                    name, decode / expand, expand / memcpyTime);
-        std::printf("%-6s pack:   libpng encode / Compress = %.1fx, Compress / memcpy = %.2fx\n",
-                    name, encode / pack, pack / memcpyTime);
+        std::printf("%-6s expand: Uncompress / libpng decode = %.3f (aim <= 0.10), "
+                    "Uncompress / memcpy = %.2f (aim <= 3)\n",
+                    name, expand / decode, expand / memcpyTime);
+        std::printf("%-6s pack:   Compress / libpng encode = %.3f, Compress / memcpy = %.2f\n",
+                    name, pack / encode, pack / memcpyTime);
     }
     for (const auto& [arg, name] : {std::pair<const char*, const char*>{"1", "sprite"},
                                     std::pair<const char*, const char*>{"0", "noise"},

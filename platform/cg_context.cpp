@@ -637,6 +637,122 @@ bool DrawImageDirectly(CGContextRef c, double x, double y, double w, double h, C
     return true;
 }
 
+// The parts of box (device pixels) that the clip of cr lets through, as
+// disjoint boxes, when the clip is a set of whole pixels; false otherwise.
+// Device space must be the target's pixels (no device offset or scale).
+bool ClipWithin(cairo_t* cr, const PixelBox& box, pixman_region32_t* parts)
+{
+    bool whole = true;
+    KeepingPath(cr, [&] {
+        cairo_save(cr);
+        cairo_identity_matrix(cr);
+        cairo_rectangle(cr, box.x1, box.y1, box.x2 - box.x1, box.y2 - box.y1);
+        cairo_clip(cr);
+        cairo_rectangle_list_t* list = cairo_copy_clip_rectangle_list(cr);
+        cairo_restore(cr);
+        whole = list->status == CAIRO_STATUS_SUCCESS;
+        for (int i = 0; whole && i < list->num_rectangles; i++) {
+            const cairo_rectangle_t& r = list->rectangles[i];
+            whole = WholePixels(r.x) && WholePixels(r.y) && WholePixels(r.width) &&
+                    WholePixels(r.height);
+            if (whole && r.width > 0 && r.height > 0)
+                whole = pixman_region32_union_rect(
+                    parts, parts, static_cast<int>(r.x), static_cast<int>(r.y),
+                    static_cast<unsigned>(r.width), static_cast<unsigned>(r.height));
+        }
+        cairo_rectangle_list_destroy(list);
+    });
+    return whole;
+}
+
+// Draws an image one to one at a whole-pixel place over a host's cairo
+// image surface straight from the image's pixels, within cairo's clip: only
+// the clipped part of the image is read, nothing is allocated, and the
+// surface is left with the bits cairo's own drawing leaves (the image
+// premultiplied, then OVER; cg_direct.cpp). Returns false, having drawn
+// nothing, when the drawing is not of that kind: scaled, turned, between
+// pixels, another operator, a target other than an ARGB32 image surface
+// without device offset or scale, a clip of other than whole pixels, or
+// image memory that overlaps the target's.
+bool DrawImageOverCairo(CGContextRef c, double x, double y, double w, double h, CGImageRef image)
+{
+    cairo_t* cr = c->cr;
+    if (!gPlatformDrawing || w != image->width || h != image->height ||
+        cairo_get_operator(cr) != CAIRO_OPERATOR_OVER)
+        return false;
+    cairo_surface_t* target = cairo_get_group_target(cr);
+    if (cairo_surface_get_type(target) != CAIRO_SURFACE_TYPE_IMAGE ||
+        cairo_image_surface_get_format(target) != CAIRO_FORMAT_ARGB32)
+        return false;
+    double ox, oy, sx, sy;
+    cairo_surface_get_device_offset(target, &ox, &oy);
+    cairo_surface_get_device_scale(target, &sx, &sy);
+    if (ox != 0 || oy != 0 || sx != 1 || sy != 1)
+        return false;
+    cairo_matrix_t m;
+    cairo_get_matrix(cr, &m);
+    // As in DrawImageDirectly: the image's first row lies at user y + h.
+    if (m.xx != 1 || m.yx != 0 || m.xy != 0 || m.yy != -1 || !WholePixels(m.x0) ||
+        !WholePixels(m.y0) || !WholePixels(x) || !WholePixels(y))
+        return false;
+    const int left = static_cast<int>(m.x0 + x);
+    const int top = static_cast<int>(m.y0 - (y + h));
+
+    auto* pixels = cairo_image_surface_get_data(target);
+    const ptrdiff_t stride = cairo_image_surface_get_stride(target);
+    const int targetWidth = cairo_image_surface_get_width(target);
+    const int targetHeight = cairo_image_surface_get_height(target);
+    const auto* data = static_cast<const uint8_t*>(image->provider->data);
+    const auto targetStart = reinterpret_cast<uintptr_t>(pixels);
+    const auto targetEnd = targetStart + static_cast<uintptr_t>(stride * targetHeight);
+    const auto dataStart = reinterpret_cast<uintptr_t>(data);
+    if (!pixels || (dataStart < targetEnd && targetStart < dataStart + image->provider->size))
+        return false;
+
+    const PixelBox box = Intersect({left, top, left + image->width, top + image->height},
+                                   {0, 0, targetWidth, targetHeight});
+    if (box.Empty())
+        return true;
+    pixman_region32_t parts;
+    pixman_region32_init(&parts);
+    if (!ClipWithin(cr, box, &parts)) {
+        pixman_region32_fini(&parts);
+        return false;
+    }
+    if (c->imageArea) {
+        pixman_region32_t area;
+        pixman_region32_init(&area);
+        bool placed = pixman_region32_copy(&area, c->imageArea);
+        pixman_region32_translate(&area, left, top);
+        placed = placed && pixman_region32_intersect(&parts, &parts, &area);
+        pixman_region32_fini(&area);
+        if (!placed) {
+            pixman_region32_fini(&parts);
+            return false;
+        }
+    }
+    int count = 0;
+    const pixman_box32_t* boxes = pixman_region32_rectangles(&parts, &count);
+    cairo_surface_flush(target);
+    for (int i = 0; i < count; i++) {
+        const PixelBox part = Intersect(box, {boxes[i].x1, boxes[i].y1, boxes[i].x2, boxes[i].y2});
+        if (part.Empty())
+            continue;
+        const uint8_t* src =
+            data +
+            static_cast<ptrdiff_t>(part.y1 - top) * static_cast<ptrdiff_t>(image->bytesPerRow) +
+            4 * (part.x1 - left);
+        uint8_t* dst = pixels + part.y1 * stride + 4 * part.x1;
+        for (int v = part.y1; v < part.y2; v++, src += image->bytesPerRow, dst += stride)
+            CompositeImageRowOverCairo(src, reinterpret_cast<uint32_t*>(dst), part.x2 - part.x1,
+                                       image->alphaInfo);
+        cairo_surface_mark_dirty_rectangle(target, part.x1, part.y1, part.x2 - part.x1,
+                                           part.y2 - part.y1);
+    }
+    pixman_region32_fini(&parts);
+    return true;
+}
+
 // The clip in device pixels of the boxes of region placed as
 // ClipCGContextToRegion places them: each box's corners through the
 // context's default user space.
@@ -777,6 +893,7 @@ OSStatus QDBeginCGContext(CGrafPtr port, CGContextRef* context)
     *context = nullptr;
     if (!port || !port->pixMap.baseAddr || port->pixMap.pixelSize != 32)
         return paramErr;
+    ForgetDrawnBoxes(port->pixMapPtr);
     // Opening a cairo surface and context costs more than drawing many a
     // short line, so the world's last context is used again when it can be.
     CGContextRef parked = port->parkedContext;
@@ -995,6 +1112,8 @@ void CGContextDrawImage(CGContextRef c, CGRect rect, CGImageRef image)
         area = TouchableArea(c, DeviceBoxOf(cr, x, y, x + w, y + h, 1));
         if (area.Empty() || DrawImageDirectly(c, x, y, w, h, image))
             return;
+    } else if (DrawImageOverCairo(c, x, y, w, h, image)) {
+        return;
     }
     cairo_surface_t* pixels = CairoSurfaceOfImage(image);
     if (!pixels)

@@ -92,6 +92,10 @@ struct CGContext
     std::vector<DeviceClip> clips;
     // Scratch for strokes drawn around cairo; made when first needed.
     StrokeCoverage* coverage = nullptr;
+    // While HIViewDrawCGImageWithin draws: the image pixels outside which
+    // every pixel is transparent, so that drawing one to one need not look
+    // at them (null otherwise).
+    const pixman_region32_t* imageArea = nullptr;
 };
 
 // A new cairo image in cairo's premultiplied form holding the image's pixels,

@@ -121,6 +121,58 @@ void CompositeStraightFirstRow(const uint8_t* src, uint32_t* dst, int width)
     CompositeImageRowScalar(src, dst + h, width - h, kCGImageAlphaFirst);
 }
 
+// Four words with their bytes reversed: cairo's words to ours and back.
+inline __m128i MirrorGroup(__m128i x)
+{
+    x = _mm_or_si128(_mm_slli_epi16(x, 8), _mm_srli_epi16(x, 8));
+    return _mm_shufflehi_epi16(_mm_shufflelo_epi16(x, _MM_SHUFFLE(2, 3, 0, 1)),
+                               _MM_SHUFFLE(2, 3, 0, 1));
+}
+
+// Four straight pixels over four of cairo's words.
+inline void CompositeGroupOverCairo(__m128i s, uint32_t* dst)
+{
+    if (SameAlphas(s, _mm_setzero_si128()) == 0x1111)
+        return;
+    auto* out = reinterpret_cast<__m128i*>(dst);
+    if (SameAlphas(s, _mm_set1_epi32(-1)) == 0x1111) {
+        _mm_storeu_si128(out, MirrorGroup(s));
+        return;
+    }
+    alignas(16) uint32_t ours[4];
+    _mm_store_si128(reinterpret_cast<__m128i*>(ours), MirrorGroup(_mm_loadu_si128(out)));
+    CompositeGroup(s, ours);
+    _mm_storeu_si128(out, MirrorGroup(_mm_load_si128(reinterpret_cast<const __m128i*>(ours))));
+}
+
+void CompositeStraightFirstRowOverCairo(const uint8_t* src, uint32_t* dst, int width)
+{
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i ones = _mm_set1_epi32(-1);
+    int h = 0;
+    for (; h + 16 <= width; h += 16, src += 64) {
+        __m128i s[4];
+        for (int k = 0; k < 4; k++)
+            s[k] = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 16 * k));
+        const __m128i any = _mm_or_si128(_mm_or_si128(s[0], s[1]), _mm_or_si128(s[2], s[3]));
+        if (SameAlphas(any, zero) == 0x1111)
+            continue;
+        const __m128i all = _mm_and_si128(_mm_and_si128(s[0], s[1]), _mm_and_si128(s[2], s[3]));
+        if (SameAlphas(all, ones) == 0x1111) {
+            for (int k = 0; k < 4; k++)
+                _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + h + 4 * k), MirrorGroup(s[k]));
+            continue;
+        }
+        for (int k = 0; k < 4; k++)
+            CompositeGroupOverCairo(s[k], dst + h + 4 * k);
+    }
+    for (; h + 4 <= width; h += 4, src += 16)
+        CompositeGroupOverCairo(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src)), dst + h);
+    for (; h < width; h++, src += 4)
+        dst[h] = MirrorWord(OverWorldPixel(ImagePixelToWorld(LoadWord(src), kCGImageAlphaFirst),
+                                           MirrorWord(dst[h])));
+}
+
 // The same with AVX2: sixteen pixels in two registers, other groups eight
 // pixels at a time, in the same 16-bit lanes (unpacking and packing keep to
 // each 128-bit half, so every pixel is worked out exactly as above).
@@ -205,6 +257,62 @@ __attribute__((target("avx2"))) void CompositeStraightFirstRowAvx2(const uint8_t
     CompositeImageRowScalar(src, dst + h, width - h, kCGImageAlphaFirst);
 }
 
+// Eight words with their bytes reversed.
+SPRIG_AVX2 __m256i MirrorGroup8(__m256i x)
+{
+    const __m256i reverse = _mm256_setr_epi8(3, 2, 1, 0, 7, 6, 5, 4, 11, 10, 9, 8, 15, 14, 13, 12,
+                                             3, 2, 1, 0, 7, 6, 5, 4, 11, 10, 9, 8, 15, 14, 13, 12);
+    return _mm256_shuffle_epi8(x, reverse);
+}
+
+// Eight straight pixels over eight of cairo's words.
+SPRIG_AVX2 void CompositeGroup8OverCairo(__m256i s, uint32_t* dst)
+{
+    const __m256i zero = _mm256_setzero_si256();
+    if (SameAlphas8(s, zero) == 0x11111111u)
+        return;
+    auto* out = reinterpret_cast<__m256i*>(dst);
+    if (SameAlphas8(s, _mm256_set1_epi32(-1)) == 0x11111111u) {
+        _mm256_storeu_si256(out, MirrorGroup8(s));
+        return;
+    }
+    const __m256i d = MirrorGroup8(_mm256_loadu_si256(out));
+    __m256i pLo, sLo, pHi, sHi;
+    OverLanes8(_mm256_unpacklo_epi8(s, zero), _mm256_unpacklo_epi8(d, zero), &pLo, &sLo);
+    OverLanes8(_mm256_unpackhi_epi8(s, zero), _mm256_unpackhi_epi8(d, zero), &pHi, &sHi);
+    _mm256_storeu_si256(out, MirrorGroup8(_mm256_adds_epu8(_mm256_packus_epi16(pLo, pHi),
+                                                           _mm256_packus_epi16(sLo, sHi))));
+}
+
+__attribute__((target("avx2"))) void
+CompositeStraightFirstRowOverCairoAvx2(const uint8_t* src, uint32_t* dst, int width)
+{
+    const __m256i zero = _mm256_setzero_si256();
+    const __m256i ones = _mm256_set1_epi32(-1);
+    int h = 0;
+    for (; h + 16 <= width; h += 16, src += 64) {
+        const __m256i s0 = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src));
+        const __m256i s1 = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src + 32));
+        if (SameAlphas8(_mm256_or_si256(s0, s1), zero) == 0x11111111u)
+            continue;
+        if (SameAlphas8(_mm256_and_si256(s0, s1), ones) == 0x11111111u) {
+            _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst + h), MirrorGroup8(s0));
+            _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst + h + 8), MirrorGroup8(s1));
+            continue;
+        }
+        CompositeGroup8OverCairo(s0, dst + h);
+        CompositeGroup8OverCairo(s1, dst + h + 8);
+    }
+    if (h + 8 <= width) {
+        CompositeGroup8OverCairo(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(src)),
+                                 dst + h);
+        h += 8;
+        src += 32;
+    }
+    _mm256_zeroupper();
+    CompositeStraightFirstRowOverCairo(src, dst + h, width - h);
+}
+
 #undef SPRIG_AVX2
 
 bool HasAvx2()
@@ -244,4 +352,19 @@ void CompositeImageRow(const uint8_t* src, uint32_t* dst, int width, uint32_t al
     }
 #endif
     CompositeImageRowScalar(src, dst, width, alphaInfo);
+}
+
+void CompositeImageRowOverCairo(const uint8_t* src, uint32_t* dst, int width, uint32_t alphaInfo)
+{
+#if defined(__SSE2__)
+    if (alphaInfo == kCGImageAlphaFirst) {
+        static const StraightFirstRow row =
+            HasAvx2() ? CompositeStraightFirstRowOverCairoAvx2 : CompositeStraightFirstRowOverCairo;
+        row(src, dst, width);
+        return;
+    }
+#endif
+    for (int h = 0; h < width; h++, src += 4)
+        dst[h] = MirrorWord(
+            OverWorldPixel(ImagePixelToWorld(LoadWord(src), alphaInfo), MirrorWord(dst[h])));
 }

@@ -147,6 +147,11 @@ constexpr uint32_t MixByCoverage(uint32_t colour, uint32_t world, uint32_t m)
 // gives it.
 void CompositeImageRow(const uint8_t* src, uint32_t* dst, int width, uint32_t alphaInfo);
 
+// The same over width of cairo's premultiplied words (a host's image
+// surface): each becomes MirrorWord(OverWorldPixel(ImagePixelToWorld(..),
+// MirrorWord(word))), the bits pixman's OVER leaves.
+void CompositeImageRowOverCairo(const uint8_t* src, uint32_t* dst, int width, uint32_t alphaInfo);
+
 // Reverses the bytes of every pixel of a block of rows in place.
 inline void MirrorRows(uint8_t* firstRow, ptrdiff_t rowBytes, int width, int height)
 {

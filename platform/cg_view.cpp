@@ -206,6 +206,17 @@ OSStatus HIViewDrawCGImage(CGContextRef c, const HIRect* rect, CGImageRef image)
     return noErr;
 }
 
+OSStatus HIViewDrawCGImageWithin(CGContextRef c, const HIRect* rect, CGImageRef image,
+                                 RgnHandle area)
+{
+    if (!c || !area)
+        return HIViewDrawCGImage(c, rect, image);
+    c->imageArea = PixmanRegion(area);
+    const OSStatus status = HIViewDrawCGImage(c, rect, image);
+    c->imageArea = nullptr;
+    return status;
+}
+
 OSStatus GetEventParameter(EventRef event, EventParamName name, EventParamType type,
                            EventParamType* outActualType, uint32_t size, uint32_t* outActualSize,
                            void* out)

@@ -12,6 +12,8 @@
 #ifndef SPRIG_PLATFORM_COREGRAPHICS_H
 #define SPRIG_PLATFORM_COREGRAPHICS_H
 
+#include <vector>
+
 #include "sprig/coregraphics.h"
 
 typedef int32_t CGLineCap;
@@ -70,6 +72,29 @@ inline CGRect CGRectMake(CGFloat x, CGFloat y, CGFloat width, CGFloat height)
 {
     return CGRect{{x, y}, {width, height}};
 }
+
+// What the stage drew into its sprite surface, so that the next draw clears
+// only that: SetDrawnBoxes records that every pixel of the world outside the
+// boxes is 0; TakeDrawnBoxes hands the boxes back and forgets them, or
+// returns false when nothing is known: nothing was recorded, the world's
+// pixel map has changed since (other memory, rows or bounds), or its pixels
+// were locked, drawn on through a context or copied into since (the ways
+// the library writes into a world). A host writing into the memory itself
+// is not seen.
+void SetDrawnBoxes(GWorldPtr world, std::vector<Rect> boxes);
+bool TakeDrawnBoxes(GWorldPtr world, std::vector<Rect>* boxes);
+
+// A region of the union of rects.
+void RectsRgn(RgnHandle rgn, const std::vector<Rect>& rects);
+// Whether r and rgn share a pixel: what intersecting rgn with a region made
+// from r and testing the result for emptiness tells, without making either.
+bool RectMeetsRgn(const Rect* r, RgnHandle rgn);
+
+// Draws image into rect exactly as HIViewDrawCGImage does, given that every
+// pixel of the image outside area (in the image's own pixels, y down) is
+// transparent: drawn one to one, only the pixels within area are looked at.
+OSStatus HIViewDrawCGImageWithin(CGContextRef c, const HIRect* rect, CGImageRef image,
+                                 RgnHandle area);
 
 // State and stroking.
 void CGContextSaveGState(CGContextRef c);

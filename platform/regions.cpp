@@ -1,3 +1,7 @@
+#include <new>
+#include <vector>
+
+#include "platform/coregraphics.h"
 #include "platform/region_p.h"
 
 extern "C" {
@@ -99,3 +103,40 @@ Rect* GetRegionBounds(RgnHandle rgn, Rect* bounds)
 }
 
 } // extern "C"
+
+namespace {
+
+// The union of rects as a pixman region; false when it cannot be made.
+bool UnionOf(const std::vector<Rect>& rects, pixman_region32_t* out)
+{
+    std::vector<pixman_box32_t> boxes;
+    boxes.reserve(rects.size());
+    for (const Rect& r : rects)
+        if (r.left < r.right && r.top < r.bottom)
+            boxes.push_back({r.left, r.top, r.right, r.bottom});
+    if (pixman_region32_init_rects(out, boxes.data(), static_cast<int>(boxes.size())))
+        return true;
+    pixman_region32_fini(out);
+    return false;
+}
+
+} // namespace
+
+void RectsRgn(RgnHandle rgn, const std::vector<Rect>& rects)
+{
+    pixman_region32_t region;
+    if (!UnionOf(rects, &region))
+        throw std::bad_alloc();
+    const bool copied = pixman_region32_copy(PixmanRegion(rgn), &region);
+    pixman_region32_fini(&region);
+    if (!copied)
+        throw std::bad_alloc();
+}
+
+bool RectMeetsRgn(const Rect* r, RgnHandle rgn)
+{
+    if (r->left >= r->right || r->top >= r->bottom)
+        return false;
+    const pixman_box32_t box = {r->left, r->top, r->right, r->bottom};
+    return pixman_region32_contains_rectangle(PixmanRegion(rgn), &box) != PIXMAN_REGION_OUT;
+}

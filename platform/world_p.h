@@ -3,6 +3,8 @@
 #ifndef SPRIG_PLATFORM_WORLD_P_H
 #define SPRIG_PLATFORM_WORLD_P_H
 
+#include <vector>
+
 #include "sprig/platform.h"
 
 // The widest row a pixel map's 16-bit row-bytes field can describe: readers
@@ -19,7 +21,17 @@ struct OpaqueGrafPtr
     uint32_t* ownedPixels; // null when the caller owns the pixel memory
     // The drawing context last ended on the world, kept for its next one.
     CGContext* parkedContext = nullptr;
+    // The boxes the stage last drew into the world as its sprite surface,
+    // outside which every pixel is 0, while `drawnOver` still matches the
+    // pixel map (see SetDrawnBoxes).
+    bool drawnKnown = false;
+    PixMap drawnOver{};
+    std::vector<Rect> drawnBoxes;
 };
+
+// Forgets the drawn boxes of every world whose pixel map is pm: its pixels
+// are about to be written by other means.
+void ForgetDrawnBoxes(const PixMap* pm);
 
 // The port drawing calls act on (never null: a port with no pixels stands in
 // until the host sets one).

@@ -80,6 +80,63 @@ void FillPortRect(GrafPtr port, int left, int top, int right, int bottom, uint32
 
 } // namespace
 
+namespace {
+
+// The worlds holding drawn boxes: a stage's sprite surface or two. Never
+// destroyed, so that worlds disposed of while the process exits (the pool's
+// among them) still find it.
+std::vector<GWorldPtr>& WorldsWithBoxes()
+{
+    static auto* worlds = new std::vector<GWorldPtr>;
+    return *worlds;
+}
+
+bool SameMap(const PixMap& a, const PixMap& b)
+{
+    return a.baseAddr == b.baseAddr && RowBytesOf(&a) == RowBytesOf(&b) &&
+           EqualRect(&a.bounds, &b.bounds);
+}
+
+} // namespace
+
+void ForgetDrawnBoxes(const PixMap* pm)
+{
+    std::vector<GWorldPtr>& worlds = WorldsWithBoxes();
+    for (size_t i = 0; i < worlds.size();) {
+        GWorldPtr w = worlds[i];
+        if (pm == &w->pixMap || pm == w->pixMapPtr || w->pixMapPtr->baseAddr == pm->baseAddr) {
+            w->drawnKnown = false;
+            w->drawnBoxes.clear();
+            worlds[i] = worlds.back();
+            worlds.pop_back();
+        } else {
+            i++;
+        }
+    }
+}
+
+void SetDrawnBoxes(GWorldPtr world, std::vector<Rect> boxes)
+{
+    ForgetDrawnBoxes(world->pixMapPtr);
+    try {
+        WorldsWithBoxes().push_back(world);
+    } catch (...) {
+        return; // not recorded: the next draw clears the whole world
+    }
+    world->drawnKnown = true;
+    world->drawnOver = *world->pixMapPtr;
+    world->drawnBoxes = std::move(boxes);
+}
+
+bool TakeDrawnBoxes(GWorldPtr world, std::vector<Rect>* boxes)
+{
+    const bool known = world->drawnKnown && SameMap(world->drawnOver, *world->pixMapPtr);
+    if (known)
+        boxes->swap(world->drawnBoxes);
+    ForgetDrawnBoxes(world->pixMapPtr);
+    return known;
+}
+
 GrafPtr CurrentPort()
 {
     if (!gState.port) {
@@ -144,6 +201,7 @@ void DisposeGWorld(GWorldPtr world)
         return;
     if (gState.port == world)
         gState.port = nullptr;
+    ForgetDrawnBoxes(&world->pixMap);
     CGContextRelease(world->parkedContext);
     DisposeRgn(world->clipRgn);
     std::free(world->ownedPixels);
@@ -207,6 +265,7 @@ int32_t GetPixRowBytes(PixMapHandle pm)
 
 Boolean LockPixels(PixMapHandle pm)
 {
+    ForgetDrawnBoxes(*pm);
     (*pm)->pixelsState |= pixelsLocked;
     return true;
 }
@@ -364,6 +423,7 @@ void FillPortRect(GrafPtr port, int left, int top, int right, int bottom, uint32
     const PixMap* pm = &port->pixMap;
     if (!pm->baseAddr || right <= left || bottom <= top)
         return;
+    ForgetDrawnBoxes(pm);
     pixman_region32_t area;
     pixman_region32_init_rect(&area, left, top, static_cast<unsigned>(right - left),
                               static_cast<unsigned>(bottom - top));

@@ -1,0 +1,488 @@
+// The fast frame paths against the plain procedure, frame after frame: the
+// stage clears only what it drew before and hands the host's cairo surface
+// only the clipped part of its sprites; a twin stage run through the same
+// seeded calls clears its whole sprite surface, composites every sprite that
+// meets the area and hands its whole surface on through cairo's own drawing
+// (a fresh premultiplied copy). Host pixels and sprite surfaces must agree
+// word for word after every frame.
+#include <cairo.h>
+
+#include <cstring>
+#include <random>
+
+#include "platform/cg_context_p.h"
+#include "tests/engine/stage_fixture.h"
+
+namespace {
+
+constexpr int kW = 60;
+constexpr int kH = 45;
+constexpr int32_t kFirstPicture = 700;
+constexpr int kPictures = 4;
+
+enum class Host
+{
+    kCairo,     // a host's image surface through CGContextCreateWithCairo
+    kOffscreen, // an offscreen view's world
+    kContext    // UpdateContext into a context on a world
+};
+
+// One call a host makes between frames, applied alike to both stages.
+struct Step
+{
+    enum Kind
+    {
+        kMove,
+        kShow,
+        kHide,
+        kDelete,
+        kAppear,
+        kLook,     // size, opacity and frame
+        kScribble, // the library writes into the sprite surface
+        kNewSurface
+    } kind;
+    int index;
+    double x, y;
+    int a, b, c;
+};
+
+struct SurfaceDeleter
+{
+    void operator()(cairo_surface_t* s) const { cairo_surface_destroy(s); }
+};
+
+class FrameStage
+{
+  public:
+    FrameStage(Host host, uint32_t factor, unsigned seed)
+        : mHost(host), mFactor(static_cast<int>(factor)), backdrop(MakeWorld(kW, kH)),
+          background(MakeWorld(kW, kH)), sprites(MakeWorld(kW, kH))
+    {
+        Rect bounds = R(0, 0, kW, kH);
+        list.reset(new CSpriteList(backdrop.get(), background.get(), sprites.get(), &bounds));
+        list->SetFactor(factor);
+        const int vw = kW * mFactor, vh = kH * mFactor;
+        if (host == Host::kCairo) {
+            mSurface.reset(cairo_image_surface_create(CAIRO_FORMAT_ARGB32, vw, vh));
+            view.reset(HIViewCreateForHost(vw, vh, nullptr, nullptr));
+            std::mt19937 random(seed);
+            auto* data = reinterpret_cast<uint32_t*>(cairo_image_surface_get_data(mSurface.get()));
+            for (int i = 0; i < vw * vh; i++)
+                data[i] = random();
+            cairo_surface_mark_dirty(mSurface.get());
+        } else {
+            view.reset(HIViewCreateOffscreen(vw, vh));
+            FillNumbered(HIViewGetGWorld(view.get()), seed);
+        }
+        if (host == Host::kContext) {
+            mTarget = MakeWorld(vw + 9, vh + 5);
+            FillNumbered(mTarget.get(), seed);
+        }
+    }
+
+    void Apply(const Step& s)
+    {
+        if (s.kind == Step::kAppear) {
+            CSprite* sprite = SprNewSprite(list.get(), static_cast<int32_t>(mSprites.size() + 1));
+            SprSetImage(sprite, kFirstPicture + s.a, 0);
+            SprSetPos(sprite, &s.x, &s.y);
+            SprSetFrame(sprite, static_cast<short>(s.c));
+            SprShow(sprite, 1);
+            mSprites.push_back(sprite);
+            return;
+        }
+        if (s.kind == Step::kScribble) {
+            Scribble(s.a);
+            return;
+        }
+        if (s.kind == Step::kNewSurface) {
+            sprites = MakeWorld(kW, kH);
+            FillNumbered(sprites.get(), static_cast<uint32_t>(s.a));
+            Rect bounds = R(0, 0, kW, kH);
+            SprReInitSprites(list.get(), backdrop.get(), background.get(), sprites.get(), &bounds);
+            return;
+        }
+        if (mSprites.empty())
+            return;
+        CSprite*& sprite = mSprites[static_cast<size_t>(s.index) % mSprites.size()];
+        if (!sprite)
+            return;
+        switch (s.kind) {
+        case Step::kMove:
+            SprSetPos(sprite, &s.x, &s.y);
+            break;
+        case Step::kShow:
+        case Step::kHide:
+            SprShow(sprite, s.kind == Step::kShow);
+            break;
+        case Step::kDelete:
+            SprDeleteSprite(sprite);
+            sprite = nullptr;
+            break;
+        case Step::kLook:
+            SprSetSize(sprite, static_cast<short>(s.a));
+            SprSetOpacity(sprite, static_cast<short>(s.b));
+            SprSetFrame(sprite, static_cast<short>(s.c));
+            break;
+        default:
+            break;
+        }
+    }
+
+    // The invalidated rectangles (the whole view when `whole`), in view
+    // coordinates.
+    std::vector<Rect> Damage(bool whole)
+    {
+        SprUpdate(list.get(), view.get());
+        std::vector<Rect> damage = Invalidated(view.get());
+        HIViewClearInvalidRects(view.get());
+        if (whole)
+            damage = {R(0, 0, kW * mFactor, kH * mFactor)};
+        return damage;
+    }
+
+    // The frame the library's way.
+    void DrawFast(const std::vector<Rect>& damage)
+    {
+        if (mHost == Host::kContext) {
+            CGContextRef context = nullptr;
+            ASSERT_EQ(QDBeginCGContext(mTarget.get(), &context), noErr);
+            list->UpdateContext(context, 3000, 2000, kW * mFactor, kH * mFactor);
+            QDEndCGContext(mTarget.get(), &context);
+            return;
+        }
+        RgnHandle area = Area(damage);
+        EventRef event = CreateDrawEvent(area);
+        WithContext(damage, [&](CGContextRef context) {
+            SprUpdateControl(list.get(), context, view.get(), event);
+        });
+        ReleaseEvent(event);
+        DisposeRgn(area);
+    }
+
+    // The frame the plain way: the whole surface cleared, every visible
+    // sprite meeting the area composited, the whole surface (enlarged)
+    // handed on through cairo's own drawing.
+    void DrawPlain(const std::vector<Rect>& damage)
+    {
+        FillOffscreen(sprites.get(), 0);
+        RgnHandle area = Area(damage);
+        RgnHandle spriteArea = NewRgn();
+        Rect clip = R(0, 0, kW * mFactor, kH * mFactor);
+        bool drawn = false;
+        for (CSprite* s : list->mSprites) {
+            if (!s->mVisible)
+                continue;
+            Rect r = s->GetRect();
+            list->FactorRect(r);
+            Rect overlap;
+            RectRgn(spriteArea, &r);
+            SectRgn(spriteArea, area, spriteArea);
+            const bool meets = mHost == Host::kContext ? SectRect(&r, &clip, &overlap) != 0
+                                                       : !EmptyRgn(spriteArea);
+            if (meets) {
+                s->Output(sprites.get());
+                drawn = true;
+            }
+        }
+        DisposeRgn(spriteArea);
+        DisposeRgn(area);
+        if (!drawn)
+            return;
+        World enlarged = MakeWorld(kW * mFactor, kH * mFactor);
+        Rect src = R(0, 0, kW, kH), dst = R(0, 0, kW * mFactor, kH * mFactor);
+        RGBColor white = {0xFFFF, 0xFFFF, 0xFFFF};
+        CopyBmBmBg(sprites.get(), enlarged.get(), &src, &dst, srcCopy, nullptr, &white);
+        GWorldPtr surface = mFactor > 1 ? enlarged.get() : sprites.get();
+        SetPlatformDrawing(false);
+        if (mHost == Host::kContext) {
+            CGContextRef context = nullptr;
+            EXPECT_EQ(QDBeginCGContext(mTarget.get(), &context), noErr);
+            DrawOffscreenToContext(surface, context, 3000, 2000, kW * mFactor, kH * mFactor,
+                                   kCGImageAlphaFirst);
+            QDEndCGContext(mTarget.get(), &context);
+        } else {
+            WithContext(damage, [&](CGContextRef context) {
+                DrawOffscreenToHIView(surface, context, view.get(), kCGImageAlphaFirst);
+            });
+        }
+        SetPlatformDrawing(true);
+    }
+
+    // The first difference from another stage's host pixels or sprite
+    // surface, or "" when there is none.
+    std::string Difference(const FrameStage& other) const
+    {
+        const std::vector<uint32_t> mine = HostPixels(), theirs = other.HostPixels();
+        for (size_t i = 0; i < mine.size(); i++)
+            if (mine[i] != theirs[i])
+                return "host pixel " + std::to_string(i) + ": " + std::to_string(mine[i]) +
+                       " != " + std::to_string(theirs[i]);
+        for (int v = 0; v < kH; v++)
+            for (int h = 0; h < kW; h++)
+                if (Pixel(sprites.get(), h, v) != Pixel(other.sprites.get(), h, v))
+                    return "sprite surface at " + std::to_string(h) + ", " + std::to_string(v);
+        return "";
+    }
+
+  private:
+    RgnHandle Area(const std::vector<Rect>& damage) const
+    {
+        RgnHandle area = NewRgn();
+        RgnHandle one = NewRgn();
+        for (const Rect& r : damage) {
+            RectRgn(one, &r);
+            UnionRgn(area, one, area);
+        }
+        DisposeRgn(one);
+        return area;
+    }
+
+    // A draw handler's context: the host's cairo_t clipped to the damage,
+    // or the offscreen view's own context.
+    template <typename Draw>
+    void WithContext(const std::vector<Rect>& damage, Draw draw)
+    {
+        if (mHost == Host::kOffscreen) {
+            CGContextRef context = HIViewCreateDrawContext(view.get());
+            draw(context);
+            CGContextRelease(context);
+            return;
+        }
+        cairo_t* cr = cairo_create(mSurface.get());
+        for (const Rect& r : damage)
+            cairo_rectangle(cr, r.left, r.top, r.right - r.left, r.bottom - r.top);
+        cairo_clip(cr);
+        CGContextRef context = CGContextCreateWithCairo(cr, 0);
+        draw(context);
+        CGContextRelease(context);
+        cairo_destroy(cr);
+    }
+
+    // Writes into the sprite surface through one of the library's ways.
+    void Scribble(int how)
+    {
+        Rect r = R(5 + how, 3, 30 + how, 20);
+        if (how % 3 == 0) {
+            FillOffscreen(sprites.get(), Word(10, 200, 30, 90));
+        } else if (how % 3 == 1) {
+            World source = MakeWorld(kW, kH);
+            FillNumbered(source.get(), static_cast<uint32_t>(how));
+            CopyBits(GetPortBitMapForCopyBits(source.get()),
+                     GetPortBitMapForCopyBits(sprites.get()), &r, &r, srcCopy, nullptr);
+        } else {
+            AltCGFrameRect(sprites.get(), &r, 0xFFFF, 0, 0, 255, 3, false);
+        }
+    }
+
+    std::vector<uint32_t> HostPixels() const
+    {
+        if (mHost == Host::kCairo) {
+            cairo_surface_flush(mSurface.get());
+            const auto* data =
+                reinterpret_cast<const uint32_t*>(cairo_image_surface_get_data(mSurface.get()));
+            return std::vector<uint32_t>(data, data + kW * mFactor * kH * mFactor);
+        }
+        GWorldPtr world = mHost == Host::kContext ? mTarget.get() : HIViewGetGWorld(view.get());
+        Rect b;
+        GetPortBounds(world, &b);
+        std::vector<uint32_t> out;
+        for (int v = 0; v < b.bottom; v++)
+            for (int h = 0; h < b.right; h++)
+                out.push_back(Pixel(world, h, v));
+        return out;
+    }
+
+    Host mHost;
+    int mFactor;
+    World backdrop, background, sprites, mTarget;
+    std::unique_ptr<CSpriteList> list;
+    View view;
+    std::unique_ptr<cairo_surface_t, SurfaceDeleter> mSurface;
+    std::vector<CSprite*> mSprites;
+};
+
+void RegisterPictures(unsigned seed)
+{
+    std::mt19937 random(seed);
+    for (int k = 0; k < kPictures; k++) {
+        const int width = 3 + static_cast<int>(random() % 18);
+        const int height = 3 + static_cast<int>(random() % 14);
+        std::vector<uint32_t> pixels;
+        for (int i = 0; i < width * height; i++)
+            pixels.push_back((random() & 0xFFFFFF00u) | RandomAlpha(random, k));
+        Register(kFirstPicture + k, pixels, width);
+    }
+}
+
+// A frame's calls: mostly moves, now and then any other. The first frame
+// brings the sprites: a few, or many (more than a draw keeps boxes of one
+// by one).
+std::vector<Step> RandomSteps(std::mt19937& random, bool first, bool many)
+{
+    std::vector<Step> steps;
+    const auto place = [&random](int range) {
+        return static_cast<double>(static_cast<int>(random() % (range + 30))) - 15;
+    };
+    const int count = first ? (many ? 45 : 10) : 1 + static_cast<int>(random() % 4);
+    for (int i = 0; i < count; i++) {
+        Step s{};
+        s.index = static_cast<int>(random() % 64);
+        s.x = place(kW);
+        s.y = place(kH);
+        const unsigned pick = first ? 99 : random() % 40;
+        s.kind = pick < 20   ? Step::kMove
+                 : pick < 23 ? Step::kShow
+                 : pick < 26 ? Step::kHide
+                 : pick < 28 ? Step::kDelete
+                 : pick < 33 ? Step::kLook
+                 : pick < 35 ? Step::kScribble
+                 : pick < 36 ? Step::kNewSurface
+                             : Step::kAppear;
+        s.a = s.kind == Step::kLook
+                  ? std::initializer_list<int>{20, 40, 70, 80, 120}.begin()[random() % 5]
+                  : static_cast<int>(random() % kPictures);
+        s.b = random() % 3 == 0 ? 140 : 255;
+        s.c = static_cast<int>(random() % 3);
+        steps.push_back(s);
+    }
+    return steps;
+}
+
+class FramePaths : public testing::Test
+{
+  protected:
+    void SetUp() override { ClearAllImages(); }
+    void TearDown() override { ClearAllImages(); }
+};
+
+// Sequences of frames where sprites move, appear, hide, change and are
+// deleted, and where the library writes into the sprite surface or the
+// host swaps it between frames; at zoom factors 1 to 3 and for each way a
+// host draws.
+TEST_F(FramePaths, FrameSequencesGiveThePlainProcedure)
+{
+    for (Host host : {Host::kCairo, Host::kOffscreen, Host::kContext})
+        for (uint32_t factor : {1u, 2u, 3u})
+            for (unsigned seed = 1; seed <= 4; seed++) {
+                RegisterPictures(seed);
+                FrameStage fast(host, factor, seed), plain(host, factor, seed);
+                std::mt19937 random(seed * 7919 + factor);
+                for (int frame = 0; frame < 24; frame++) {
+                    SCOPED_TRACE(testing::Message()
+                                 << "host " << static_cast<int>(host) << ", factor " << factor
+                                 << ", seed " << seed << ", frame " << frame);
+                    for (const Step& s : RandomSteps(random, frame == 0, seed % 2 == 0)) {
+                        fast.Apply(s);
+                        plain.Apply(s);
+                    }
+                    const bool whole = frame % 5 == 0;
+                    const std::vector<Rect> damage = fast.Damage(whole);
+                    ASSERT_EQ(plain.Damage(whole), damage);
+                    fast.DrawFast(damage);
+                    plain.DrawPlain(damage);
+                    ASSERT_EQ(fast.Difference(plain), "");
+                }
+            }
+}
+
+// A host's cairo surface drawn on directly must end as cairo's own drawing
+// leaves it, whatever the image's layout, the clip and the place: clips of
+// whole pixels and otherwise, places between pixels, scaled images, a
+// translated surface and other surface formats (where cairo draws).
+TEST_F(FramePaths, ImagesOverAHostsSurfaceGiveCairosPixels)
+{
+    constexpr int kSize = 40;
+    struct Case
+    {
+        uint32_t alphaInfo;
+        double x, y, w, h; // the image's rectangle, y down from the top
+        int clip;          // 0 none, 1 two rectangles, 2 a disc, 3 half pixels
+        double dx;         // the host's own translation
+        cairo_format_t format;
+        double offset; // the surface's device offset
+    };
+    const Case cases[] = {
+        {kCGImageAlphaFirst, 3, 4, 23, 17, 0, 0, CAIRO_FORMAT_ARGB32, 0},
+        {kCGImageAlphaFirst, -5, -6, 23, 17, 1, 0, CAIRO_FORMAT_ARGB32, 0},
+        {kCGImageAlphaFirst, 30, 30, 23, 17, 1, 2, CAIRO_FORMAT_ARGB32, 0},
+        {kCGImageAlphaFirst, 3, 4, 23, 17, 2, 0, CAIRO_FORMAT_ARGB32, 0},
+        {kCGImageAlphaFirst, 3, 4, 23, 17, 3, 0, CAIRO_FORMAT_ARGB32, 0},
+        {kCGImageAlphaFirst, 3.5, 4, 23, 17, 1, 0, CAIRO_FORMAT_ARGB32, 0},
+        {kCGImageAlphaFirst, 3, 4, 30, 17, 1, 0, CAIRO_FORMAT_ARGB32, 0},
+        {kCGImageAlphaFirst, 3, 4, 23, 17, 1, 0.5, CAIRO_FORMAT_ARGB32, 0},
+        {kCGImageAlphaFirst, 3, 4, 23, 17, 1, 0, CAIRO_FORMAT_RGB24, 0},
+        {kCGImageAlphaFirst, 3, 4, 23, 17, 1, 0, CAIRO_FORMAT_ARGB32, 3},
+        {kCGImageAlphaLast, 3, 4, 23, 17, 1, 0, CAIRO_FORMAT_ARGB32, 0},
+        {kCGImageAlphaPremultipliedFirst, 3, 4, 23, 17, 1, 0, CAIRO_FORMAT_ARGB32, 0},
+        {kCGImageAlphaNoneSkipFirst, 3, 4, 23, 17, 1, 0, CAIRO_FORMAT_ARGB32, 0},
+    };
+    for (unsigned seed = 1; seed <= 3; seed++)
+        for (const Case& c : cases) {
+            SCOPED_TRACE(testing::Message()
+                         << "seed " << seed << ", alpha " << c.alphaInfo << ", at " << c.x << ", "
+                         << c.y << ", clip " << c.clip << ", format " << c.format);
+            std::mt19937 random(seed);
+            constexpr int kImageW = 23, kImageH = 17, kRow = 4 * kImageW + 8;
+            std::vector<uint8_t> image(static_cast<size_t>(kRow * kImageH));
+            for (size_t i = 0; i < image.size(); i++)
+                image[i] = static_cast<uint8_t>(random());
+            for (int v = 0; v < kImageH; v++)
+                for (int h = 0; h < kImageW; h++) {
+                    const int mode = (h / 4 + v) % 4;
+                    image[static_cast<size_t>(v * kRow + 4 * h +
+                                              (c.alphaInfo == kCGImageAlphaLast ? 3 : 0))] =
+                        static_cast<uint8_t>(RandomAlpha(random, mode));
+                }
+            std::vector<uint32_t> start(kSize * kSize);
+            for (uint32_t& w : start)
+                w = random();
+            std::vector<uint32_t> results[2];
+            for (int fast = 0; fast < 2; fast++) {
+                cairo_surface_t* surface = cairo_image_surface_create(c.format, kSize, kSize);
+                std::memcpy(cairo_image_surface_get_data(surface), start.data(), 4 * start.size());
+                cairo_surface_mark_dirty(surface);
+                cairo_surface_set_device_offset(surface, c.offset, c.offset);
+                cairo_t* cr = cairo_create(surface);
+                cairo_translate(cr, c.dx, c.dx);
+                if (c.clip == 1) {
+                    cairo_rectangle(cr, 2, 2, 20, 12);
+                    cairo_rectangle(cr, 10, 8, 25, 25);
+                    cairo_clip(cr);
+                } else if (c.clip == 2) {
+                    cairo_arc(cr, 20, 20, 13, 0, 6.3);
+                    cairo_clip(cr);
+                } else if (c.clip == 3) {
+                    cairo_rectangle(cr, 2.5, 2, 20, 12.5);
+                    cairo_clip(cr);
+                }
+                CGContextRef context = CGContextCreateWithCairo(cr, 0);
+                CGDataProviderRef provider =
+                    CGDataProviderCreateWithData(nullptr, image.data(), image.size(), nullptr);
+                CGColorSpaceRef space = CGColorSpaceCreateDeviceRGB();
+                CGImageRef picture =
+                    CGImageCreate(kImageW, kImageH, 8, 32, kRow, space, c.alphaInfo, provider,
+                                  nullptr, false, kCGRenderingIntentDefault);
+                ASSERT_NE(picture, nullptr);
+                const HIRect place = CGRectMake(c.x, c.y, c.w, c.h);
+                SetPlatformDrawing(fast == 1);
+                HIViewDrawCGImage(context, &place, picture);
+                SetPlatformDrawing(true);
+                CGImageRelease(picture);
+                CGDataProviderRelease(provider);
+                CGColorSpaceRelease(space);
+                CGContextRelease(context);
+                cairo_destroy(cr);
+                cairo_surface_flush(surface);
+                const auto* data =
+                    reinterpret_cast<const uint32_t*>(cairo_image_surface_get_data(surface));
+                results[fast].assign(data, data + kSize * kSize);
+                cairo_surface_destroy(surface);
+            }
+            EXPECT_NE(results[0], start); // something was drawn
+            for (size_t i = 0; i < results[0].size(); i++)
+                ASSERT_EQ(results[1][i], results[0][i]) << "pixel " << i;
+        }
+}
+
+} // namespace
