@@ -37,6 +37,7 @@
 #include <vector>
 
 #include "bench/bench_pictures.h"
+#include "bench/ratio_reporter.h"
 #include "sprig/engine.h"
 #include "sprig/images.h"
 #include "sprig/packing.h"
@@ -469,36 +470,6 @@ BENCHMARK(BM_CairoSharedFrame)->Arg(4)->Arg(8)->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_SharedDraws)->Arg(4)->Arg(8)->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_CairoSharedDraws)->Arg(4)->Arg(8)->Unit(benchmark::kMicrosecond);
 
-// Keeps each benchmark's median (or its single run): CPU time, and the
-// manual time of the peer's runs.
-class MedianReporter : public benchmark::ConsoleReporter
-{
-  public:
-    void ReportRuns(const std::vector<Run>& runs) override
-    {
-        for (const Run& run : runs) {
-            if (run.error_occurred)
-                continue;
-            if (run.run_type == Run::RT_Iteration || run.aggregate_name == "median") {
-                const std::string name = run.run_name.str();
-                mCpu[name] = run.GetAdjustedCPUTime();
-                mReal[name] = run.GetAdjustedRealTime();
-            }
-        }
-        ConsoleReporter::ReportRuns(runs);
-    }
-    double Cpu(const std::string& name) const { return Get(mCpu, name); }
-    double Real(const std::string& name) const { return Get(mReal, name); }
-
-  private:
-    static double Get(const std::map<std::string, double>& times, const std::string& name)
-    {
-        const auto found = times.find(name);
-        return found == times.end() ? NAN : found->second;
-    }
-    std::map<std::string, double> mCpu, mReal;
-};
-
 } // namespace
 
 int main(int argc, char** argv)
@@ -507,14 +478,15 @@ int main(int argc, char** argv)
     RegisterPictures();
     if (!StartPeer())
         std::fprintf(stderr, "pygame peer did not start\n");
-    MedianReporter reporter;
+    RatioReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
     benchmark::Shutdown();
     std::printf("\nmedians; aim <= 1\n");
     for (int id = 0; id < kCaseCount; id++) {
         const std::string arg = "/" + std::to_string(id);
-        const double sprig = reporter.Cpu("BM_SprCollision" + arg) / kChecks;
-        const double peer = reporter.Real("BM_PygameOverlap" + arg + "/manual_time") / kChecks;
+        const double sprig = reporter.Time("BM_SprCollision" + arg) / kChecks;
+        const double peer =
+            reporter.Time("BM_PygameOverlap" + arg + "/manual_time", Clock::kReal) / kChecks;
         std::printf("%-52s %8.3f us / pygame %8.3f us = %.3fx\n", kCases[id].label, sprig, peer,
                     sprig / peer);
     }
@@ -522,8 +494,8 @@ int main(int argc, char** argv)
         const std::string arg = std::string("/") + n;
         std::printf(
             "%s sprites sharing one picture, frame: %.3fx cairo; draws alone: %.3fx cairo\n", n,
-            reporter.Cpu("BM_SharedFrame" + arg) / reporter.Cpu("BM_CairoSharedFrame" + arg),
-            reporter.Cpu("BM_SharedDraws" + arg) / reporter.Cpu("BM_CairoSharedDraws" + arg));
+            reporter.Time("BM_SharedFrame" + arg) / reporter.Time("BM_CairoSharedFrame" + arg),
+            reporter.Time("BM_SharedDraws" + arg) / reporter.Time("BM_CairoSharedDraws" + arg));
     }
     ClearAllImages();
     return 0;

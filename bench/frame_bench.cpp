@@ -28,6 +28,7 @@
 #include <vector>
 
 #include "bench/bench_pictures.h"
+#include "bench/ratio_reporter.h"
 #include "sprig.h"
 
 namespace {
@@ -322,39 +323,7 @@ BENCHMARK(BM_WholeFrame_Cairo)->Apply(WholeFrameArgs)->Unit(benchmark::kMicrosec
 BENCHMARK(BM_Incremental_Sprig)->Arg(1)->Arg(10)->Arg(100)->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_Incremental_Cairo)->Arg(1)->Arg(10)->Arg(100)->Unit(benchmark::kMicrosecond);
 
-// Keeps the CPU time per iteration of every repetition of each benchmark,
-// by name with arguments.
-class MedianReporter : public benchmark::ConsoleReporter
-{
-  public:
-    void ReportRuns(const std::vector<Run>& runs) override
-    {
-        for (const Run& run : runs)
-            if (!run.error_occurred && run.run_type == Run::RT_Iteration)
-                mTimes[run.run_name.str()].push_back(run.GetAdjustedCPUTime());
-        ConsoleReporter::ReportRuns(runs);
-    }
-
-    // Median, lowest and highest, or false when the benchmark did not run.
-    bool Summary(const std::string& name, double out[3]) const
-    {
-        const auto found = mTimes.find(name);
-        if (found == mTimes.end() || found->second.empty())
-            return false;
-        std::vector<double> t = found->second;
-        std::sort(t.begin(), t.end());
-        const size_t n = t.size();
-        out[0] = n % 2 ? t[n / 2] : (t[n / 2 - 1] + t[n / 2]) / 2;
-        out[1] = t.front();
-        out[2] = t.back();
-        return true;
-    }
-
-  private:
-    std::map<std::string, std::vector<double>> mTimes;
-};
-
-void PrintPair(const MedianReporter& reporter, const std::string& what, const std::string& sprig,
+void PrintPair(const RatioReporter& reporter, const std::string& what, const std::string& sprig,
                const std::string& cairo, double sprites)
 {
     double s[3], c[3];
@@ -371,24 +340,11 @@ void PrintPair(const MedianReporter& reporter, const std::string& what, const st
 
 int main(int argc, char** argv)
 {
-    std::vector<char*> args(argv, argv + argc);
-    std::string repetitions = "--benchmark_repetitions=9";
-    std::string interleave = "--benchmark_enable_random_interleaving=true";
-    std::string minTime = "--benchmark_min_time=0.1s";
-    const auto given = [&](const char* flag) {
-        return std::any_of(args.begin() + 1, args.end(), [flag](const char* a) {
-            return std::strncmp(a, flag, std::strlen(flag)) == 0;
-        });
-    };
-    if (!given("--benchmark_repetitions"))
-        args.push_back(&repetitions[0]);
-    if (!given("--benchmark_enable_random_interleaving"))
-        args.push_back(&interleave[0]);
-    if (!given("--benchmark_min_time"))
-        args.push_back(&minTime[0]);
-    int count = static_cast<int>(args.size());
-    benchmark::Initialize(&count, args.data());
-    MedianReporter reporter;
+    InitializeWithDefaults(argc, argv,
+                           {"--benchmark_repetitions=9",
+                            "--benchmark_enable_random_interleaving=true",
+                            "--benchmark_min_time=0.1s"});
+    RatioReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
     benchmark::Shutdown();
 

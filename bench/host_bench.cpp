@@ -25,6 +25,7 @@
 #include <vector>
 
 #include "bench/bench_pictures.h"
+#include "bench/ratio_reporter.h"
 #include "sprig.h"
 #include "sprig/sprig.hpp"
 
@@ -258,41 +259,6 @@ void BM_FrameThroughLayer(benchmark::State& state)
 BENCHMARK(BM_FrameThroughFunctions)->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_FrameThroughLayer)->Unit(benchmark::kMicrosecond);
 
-// Keeps the real and CPU time per iteration of every repetition of each
-// benchmark.
-class RepetitionReporter : public benchmark::ConsoleReporter
-{
-  public:
-    void ReportRuns(const std::vector<Run>& runs) override
-    {
-        for (const Run& run : runs)
-            if (!run.error_occurred && run.run_type == Run::RT_Iteration) {
-                mTimes["real " + run.run_name.function_name].push_back(run.GetAdjustedRealTime());
-                mTimes["cpu " + run.run_name.function_name].push_back(run.GetAdjustedCPUTime());
-            }
-        ConsoleReporter::ReportRuns(runs);
-    }
-
-    // Median, lowest and highest of "real NAME" or "cpu NAME", or nothing
-    // when the benchmark did not run.
-    bool Summary(const std::string& name, double out[3]) const
-    {
-        const auto found = mTimes.find(name);
-        if (found == mTimes.end() || found->second.empty())
-            return false;
-        std::vector<double> times = found->second;
-        std::sort(times.begin(), times.end());
-        const size_t n = times.size();
-        out[0] = n % 2 ? times[n / 2] : (times[n / 2 - 1] + times[n / 2]) / 2;
-        out[1] = times.front();
-        out[2] = times.back();
-        return true;
-    }
-
-  private:
-    std::map<std::string, std::vector<double>> mTimes;
-};
-
 } // namespace
 
 int main(int argc, char** argv)
@@ -300,33 +266,22 @@ int main(int argc, char** argv)
     if (!SameFrames())
         return 1;
     // Interleaved repetitions unless the command line says otherwise.
-    std::vector<char*> args(argv, argv + argc);
-    std::string repetitions = "--benchmark_repetitions=15";
-    std::string interleave = "--benchmark_enable_random_interleaving=true";
-    const auto given = [&](const char* flag) {
-        return std::any_of(args.begin() + 1, args.end(), [flag](const char* a) {
-            return std::strncmp(a, flag, std::strlen(flag)) == 0;
-        });
-    };
-    if (!given("--benchmark_repetitions"))
-        args.push_back(&repetitions[0]);
-    if (!given("--benchmark_enable_random_interleaving"))
-        args.push_back(&interleave[0]);
-    int count = static_cast<int>(args.size());
-    benchmark::Initialize(&count, args.data());
-    RepetitionReporter reporter;
+    InitializeWithDefaults(
+        argc, argv, {"--benchmark_repetitions=15", "--benchmark_enable_random_interleaving=true"});
+    RatioReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
     benchmark::Shutdown();
-    for (const char* clock : {"real", "cpu"}) {
+    for (const Clock clock : {Clock::kReal, Clock::kCpu}) {
         double functions[3], layer[3];
-        if (!reporter.Summary(clock + std::string(" BM_FrameThroughFunctions"), functions) ||
-            !reporter.Summary(clock + std::string(" BM_FrameThroughLayer"), layer))
+        if (!reporter.Summary("BM_FrameThroughFunctions", functions, clock) ||
+            !reporter.Summary("BM_FrameThroughLayer", layer, clock))
             continue;
-        std::printf("%s time, frame through the functions: median %.0f us (%.0f to %.0f)\n", clock,
+        const char* name = clock == Clock::kReal ? "real" : "cpu";
+        std::printf("%s time, frame through the functions: median %.0f us (%.0f to %.0f)\n", name,
                     functions[0], functions[1], functions[2]);
-        std::printf("%s time, frame through the layer:     median %.0f us (%.0f to %.0f)\n", clock,
+        std::printf("%s time, frame through the layer:     median %.0f us (%.0f to %.0f)\n", name,
                     layer[0], layer[1], layer[2]);
-        std::printf("%s time, layer / functions = %.3f (aim <= 1.02)\n", clock,
+        std::printf("%s time, layer / functions = %.3f (aim <= 1.02)\n", name,
                     layer[0] / functions[0]);
     }
     return 0;

@@ -227,42 +227,12 @@ BENCHMARK(BM_LibpngEncode)->Arg(1)->Arg(0);
 BENCHMARK(BM_Register)->Arg(1)->Arg(0)->Arg(2);
 BENCHMARK(BM_RegisterUnchecked)->Arg(1)->Arg(0)->Arg(2);
 
-// Keeps the time of every repetition, so that the registration's ratio can
-// be given as the median over repetitions with its range.
-class RepetitionReporter : public RatioReporter
-{
-  public:
-    void ReportRuns(const std::vector<Run>& runs) override
-    {
-        for (const Run& run : runs)
-            if (!run.error_occurred && run.run_type == Run::RT_Iteration)
-                mRepetitions[run.run_name.str()].push_back(run.GetAdjustedRealTime());
-        RatioReporter::ReportRuns(runs);
-    }
-
-    // Every repetition's time of a benchmark by its name with arguments;
-    // empty when it did not run.
-    const std::vector<double>& Repetitions(const std::string& name) { return mRepetitions[name]; }
-
-  private:
-    std::map<std::string, std::vector<double>> mRepetitions;
-};
-
-double Median(std::vector<double> values)
-{
-    if (values.empty())
-        return NAN;
-    std::sort(values.begin(), values.end());
-    const size_t n = values.size();
-    return n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
-}
-
 } // namespace
 
 int main(int argc, char** argv)
 {
     benchmark::Initialize(&argc, argv);
-    RepetitionReporter reporter;
+    RatioReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
     benchmark::Shutdown();
     for (const auto& [arg, name] : {std::pair<const char*, const char*>{"1", "sprite"},
@@ -296,14 +266,15 @@ int main(int argc, char** argv)
         for (size_t i = 0; i < with.size(); i++)
             ratios.push_back(with[i] / without[i]);
         const Subject& s = GetSubject(arg[0] - '0');
-        const double check = Median(with) - Median(without);
+        const double check = RatioReporter::Median(with) - RatioReporter::Median(without);
         std::printf("%-6s register %u bytes: checked %.2f us, unchecked %.2f us (medians of %zu); "
                     "checked / unchecked = %.2f, range %.2f-%.2f (aim <= 1.10); "
                     "the check is %.1f%% of one Uncompress\n",
-                    name, s.packed[0], Median(with) / 1000, Median(without) / 1000, with.size(),
-                    Median(ratios), *std::min_element(ratios.begin(), ratios.end()),
+                    name, s.packed[0], RatioReporter::Median(with) / 1000,
+                    RatioReporter::Median(without) / 1000, with.size(),
+                    RatioReporter::Median(ratios), *std::min_element(ratios.begin(), ratios.end()),
                     *std::max_element(ratios.begin(), ratios.end()),
-                    100 * check / Median(reporter.Repetitions("BM_Uncompress" + a)));
+                    100 * check / RatioReporter::Median(reporter.Repetitions("BM_Uncompress" + a)));
     }
     return 0;
 }
