@@ -100,13 +100,20 @@ cg-stroke-skip @ platform/cg_context.cpp @ eight == 0)) @ (eight & 0xFFFFFFFFFFF
 cg-stroke-reach @ platform/cg_context.cpp @ reach *= cairo_get_line_width(cr) / 2; @ reach *= cairo_get_line_width(cr) / 3; @ the area a stroke may touch is cut short
 MUTANTS
 
-mapfile -t ENTRIES <<<"$TABLE"
-field() { # field N of entry $1 (fields are separated by " @ ")
-    awk -v n="$2" 'BEGIN { FS = " @ " } { print $n }' <<<"$1"
-}
+# The table split into its fields: NAME, FILE, FROM, TO and WHAT, by number - 1.
+NAME=() FILE=() FROM=() TO=() WHAT=()
+while IFS= read -r line; do
+    rest=$line
+    for f in NAME FILE FROM TO; do
+        eval "$f+=(\"\${rest%% @ *}\")"
+        rest=${rest#* @ }
+    done
+    WHAT+=("$rest")
+done <<<"$TABLE"
+COUNT=${#NAME[@]}
 
 # Replaces the original text by the replacement in a file, or fails when the
-# original does not occur exactly once. With no replacement, only checks.
+# original does not occur exactly once.
 edit() {
     python3 - "$@" <<'PY'
 import sys
@@ -115,41 +122,45 @@ text = open(path).read()
 n = text.count(original)
 if n != 1:
     sys.exit(f"{path}: the original text occurs {n} times (expected once): {sys.argv[2]}")
-if len(sys.argv) > 3:
-    open(path, "w").write(text.replace(original, sys.argv[3].replace("\\n", "\n")))
+open(path, "w").write(text.replace(original, sys.argv[3].replace("\\n", "\n")))
 PY
 }
 
+# Fails, naming them, when some original texts do not occur exactly once.
 check_all() {
-    local bad=0 i=0
-    for e in "${ENTRIES[@]}"; do
-        i=$((i + 1))
-        edit "$(field "$e" 2)" "$(field "$e" 3)" || { echo "  stale mutant $i ($(field "$e" 1))"; bad=1; }
+    local args=() i
+    for ((i = 0; i < COUNT; i++)); do
+        args+=("$((i + 1)) ${NAME[i]}" "${FILE[i]}" "${FROM[i]}")
     done
-    return $bad
+    python3 - "${args[@]}" <<'PY'
+import sys
+a, bad = sys.argv[1:], 0
+for i in range(0, len(a), 3):
+    n = open(a[i + 1]).read().count(a[i + 2].replace("\\n", "\n"))
+    if n != 1:
+        print(f"  stale mutant {a[i]}: {a[i + 1]} holds its original text {n} times, not once")
+        bad = 1
+sys.exit(bad)
+PY
 }
 
 case "${1:-}" in
 --list)
-    i=0
-    for e in "${ENTRIES[@]}"; do
-        i=$((i + 1))
-        printf '%3d  %-22s %-28s %s\n' "$i" "$(field "$e" 1)" "$(field "$e" 2)" "$(field "$e" 5)"
+    for ((i = 0; i < COUNT; i++)); do
+        printf '%3d  %-22s %-28s %s\n' $((i + 1)) "${NAME[i]}" "${FILE[i]}" "${WHAT[i]}"
     done
     exit 0
     ;;
 --check)
-    check_all && echo "all ${#ENTRIES[@]} original texts occur exactly once"
+    check_all && echo "all $COUNT original texts occur exactly once"
     exit
     ;;
 esac
 
 # The mutants asked for: all, or those named by number or name part.
 selected=()
-i=0
-for e in "${ENTRIES[@]}"; do
-    i=$((i + 1))
-    name=$(field "$e" 1)
+for ((i = 1; i <= COUNT; i++)); do
+    name=${NAME[i - 1]}
     if [ $# -eq 0 ]; then
         selected+=("$i")
         continue
@@ -197,22 +208,21 @@ caught=0
 survivors=()
 broken=()
 for n in "${selected[@]}"; do
-    e=${ENTRIES[$((n - 1))]}
-    name=$(field "$e" 1)
-    file=$(field "$e" 2)
+    name=${NAME[n - 1]}
+    file=${FILE[n - 1]}
     if ! git diff --quiet -- "$file"; then
         echo "$file has changes of its own; commit them first" >&2
         exit 2
     fi
     current=$file
-    edit "$file" "$(field "$e" 3)" "$(field "$e" 4)" || exit 2
+    edit "$file" "${FROM[n - 1]}" "${TO[n - 1]}" || exit 2
     start=$SECONDS
     if ! cmake --build "$build" --target "${targets[@]}" -j 2 >"$log/$n.txt" 2>&1; then
         verdict="DOES NOT BUILD"
         broken+=("$n $name")
     elif run_suite "$log/$n.txt"; then
         verdict="SURVIVES"
-        survivors+=("$n $name: $(field "$e" 5)")
+        survivors+=("$n $name: ${WHAT[n - 1]}")
     else
         verdict="caught"
         caught=$((caught + 1))
