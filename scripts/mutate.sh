@@ -11,7 +11,14 @@
 #   scripts/mutate.sh --list        the table, numbered
 #   scripts/mutate.sh --check       only that each original text occurs
 #                                   exactly once in its file
+#   scripts/mutate.sh --matrix ...  runs every test on every mutant (no
+#                                   stopping at the first failure) and lists
+#                                   the tests that catch each one, in
+#                                   $MUTATE_BUILD/mutate-logs/matrix.txt: the
+#                                   tests a consolidation must keep
 #
+# MUTATE_FILTER, a gtest filter, runs a part of the suite (say, without a
+# test about to be merged away): what it still catches.
 # MUTATE_BUILD (build-mutate) is the build folder, MUTATE_TIMEOUT (240) the
 # seconds each test run may take; a run that times out counts as caught.
 set -uo pipefail
@@ -157,6 +164,12 @@ case "${1:-}" in
     ;;
 esac
 
+matrix=0
+if [ "${1:-}" = --matrix ]; then
+    matrix=1
+    shift
+fi
+
 # The mutants asked for: all, or those named by number or name part.
 selected=()
 for ((i = 1; i <= COUNT; i++)); do
@@ -188,9 +201,25 @@ echo "== building the unmutated code and checking that the suite passes"
 cmake --build "$build" --target "${targets[@]}" -j 2 >"$log/build.txt" 2>&1 || { echo "the build fails" >&2; exit 2; }
 
 # The gtest binary first (stopping at the first failure), then the tool tests.
+# In the matrix, both whole, and the names of the failing tests kept.
 run_suite() {
-    timeout "$limit" "$build/tests/sprig_tests" --gtest_fail_fast --gtest_brief=1 >"$1" 2>&1 &&
-        timeout "$limit" ctest --test-dir "$build" -R '^(tool_|fuzz_replay)' -j 2 >>"$1" 2>&1
+    local gtest=("$build/tests/sprig_tests" --gtest_brief=1 --gtest_filter="${MUTATE_FILTER:-*}")
+    local tools=(ctest --test-dir "$build" -R '^(tool_|fuzz_replay)' -j 2)
+    if [ $matrix -eq 0 ]; then
+        timeout "$limit" "${gtest[@]}" --gtest_fail_fast >"$1" 2>&1 &&
+            timeout "$limit" "${tools[@]}" >>"$1" 2>&1
+        return
+    fi
+    timeout "$limit" "${gtest[@]}" >"$1" 2>&1
+    local a=$?
+    timeout "$limit" "${tools[@]}" >>"$1" 2>&1
+    local b=$?
+    [ $a -eq 0 ] && [ $b -eq 0 ]
+}
+# The tests a run's log names as failed (gtest's and ctest's).
+failed_tests() {
+    sed -n -e 's/^\[  FAILED  \] \([A-Za-z0-9_./]*\) (.*/\1/p' \
+        -e 's/^ *[0-9]* - \(tool_[a-z_]*\) .*/\1/p' "$1" | sort -u | tr '\n' ' '
 }
 run_suite "$log/unmutated.txt" || { echo "the suite fails without any mutant: $log/unmutated.txt" >&2; exit 2; }
 
@@ -207,6 +236,7 @@ trap restore EXIT
 caught=0
 survivors=()
 broken=()
+[ $matrix -eq 0 ] || : >"$log/matrix.txt"
 for n in "${selected[@]}"; do
     name=${NAME[n - 1]}
     file=${FILE[n - 1]}
@@ -229,6 +259,9 @@ for n in "${selected[@]}"; do
     fi
     restore
     printf '%3d  %-22s %-15s %4ds\n' "$n" "$name" "$verdict" $((SECONDS - start))
+    if [ $matrix -eq 1 ]; then
+        echo "$n $name: $(failed_tests "$log/$n.txt")" >>"$log/matrix.txt"
+    fi
 done
 # Rebuild the unmutated code, so the build folder matches the sources.
 cmake --build "$build" --target "${targets[@]}" -j 2 >"$log/build.txt" 2>&1

@@ -6,10 +6,6 @@
 namespace {
 
 // [BBBBBBBB][GGGGGGGG][RRRRRRRR][AAAAAAAA]
-constexpr uint32_t Word(uint32_t r, uint32_t g, uint32_t b, uint32_t a)
-{
-    return (b << 24) | (g << 16) | (r << 8) | a;
-}
 // Colour table entry: [alpha][blue][green][red].
 constexpr uint32_t Entry(uint32_t r, uint32_t g, uint32_t b, uint32_t a)
 {
