@@ -219,7 +219,7 @@ run_suite() {
 # The tests a run's log names as failed (gtest's and ctest's).
 failed_tests() {
     sed -n -e 's/^\[  FAILED  \] \([A-Za-z0-9_./]*\) (.*/\1/p' \
-        -e 's/^ *[0-9]* - \(tool_[a-z_]*\) .*/\1/p' "$1" | sort -u | tr '\n' ' '
+        -e 's/^[[:space:]]*[0-9]* - \([a-z_0-9]*\) .*/\1/p' "$1" | sort -u | tr '\n' ' '
 }
 run_suite "$log/unmutated.txt" || { echo "the suite fails without any mutant: $log/unmutated.txt" >&2; exit 2; }
 
