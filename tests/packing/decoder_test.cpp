@@ -155,6 +155,14 @@ TEST(PackedPicture, EmptyAndOneRunPictures)
         EXPECT_EQ(width, static_cast<int32_t>((*picture)[4]));
         EXPECT_EQ(rowBytes, 77);
     }
+    // The tallest world there is: 32767 rows, each the one run of row 0.
+    std::vector<uint32_t> tall = Picture("Format01", 1, 32767, {});
+    tall.insert(tall.end(), 32767, 6 + 32767);
+    tall.insert(tall.end(), {0xC0000001, Stored(Q)});
+    tall[0] = static_cast<uint32_t>(4 * tall.size());
+    World world(UncompressGWorld(tall.data(), &width, &height, &rowBytes));
+    ASSERT_TRUE(world);
+    EXPECT_EQ(Pixel(world.get(), 0, 32766), Q);
 }
 
 TEST(PackedPicture, DamagedRowsStayInsideTheirRow)
