@@ -65,7 +65,8 @@ TEST(ClipArithmetic, SideOfExitAndClippedPoint)
     // Left, then top: the clipped end lands on the top edge.
     EXPECT_EQ(CSpriteList::GetClipSide(stage, 10, 10, -10, -30), 2);
     EXPECT_EQ(CSpriteList::GetClipSide(stage, 10, 10, 20, 20), 0);
-    // The last pixel column and row are inside.
+    // The first and last pixel columns and rows are inside.
+    EXPECT_EQ(CSpriteList::GetClipSide(stage, 10, 10, 0, 0), 0);
     EXPECT_EQ(CSpriteList::GetClipSide(stage, 10, 10, 39, 29), 0);
     EXPECT_EQ(CSpriteList::GetClipSide(stage, 10, 10, 40, 29), 4);
     // Products beyond 32 bits wrap instead of trapping.
