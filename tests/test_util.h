@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <ostream>
 #include <random>
 #include <string>
 #include <vector>
@@ -33,6 +34,54 @@ inline uint32_t& Pixel(GWorldPtr world, int h, int v)
 {
     PixMapHandle pm = GetGWorldPixMap(world);
     return reinterpret_cast<uint32_t*>(GetPixBaseAddr(pm) + v * GetPixRowBytes(pm))[h];
+}
+
+// [BBBBBBBB][GGGGGGGG][RRRRRRRR][AAAAAAAA]
+constexpr uint32_t Word(uint32_t red, uint32_t green, uint32_t blue, uint32_t alpha)
+{
+    return (blue << 24) | (green << 16) | (red << 8) | alpha;
+}
+
+// A rectangle written (left, top, right, bottom).
+inline Rect R(int left, int top, int right, int bottom)
+{
+    Rect r;
+    SetRect(&r, static_cast<int16_t>(left), static_cast<int16_t>(top), static_cast<int16_t>(right),
+            static_cast<int16_t>(bottom));
+    return r;
+}
+
+inline bool operator==(const Rect& a, const Rect& b)
+{
+    return EqualRect(&a, &b);
+}
+
+inline std::ostream& operator<<(std::ostream& out, const Rect& r)
+{
+    return out << "(" << r.left << ", " << r.top << ", " << r.right << ", " << r.bottom << ")";
+}
+
+// Every pixel of a world set to word, or to the next number a generator gives.
+inline void FillWith(GWorldPtr world, uint32_t word)
+{
+    Rect b;
+    GetPortBounds(world, &b);
+    for (int v = 0; v < b.bottom; v++)
+        for (int h = 0; h < b.right; h++)
+            Pixel(world, h, v) = word;
+}
+inline void FillRandom(GWorldPtr world, std::mt19937& rng)
+{
+    Rect b;
+    GetPortBounds(world, &b);
+    for (int v = 0; v < b.bottom; v++)
+        for (int h = 0; h < b.right; h++)
+            Pixel(world, h, v) = static_cast<uint32_t>(rng());
+}
+inline void FillRandom(GWorldPtr world, uint32_t seed)
+{
+    std::mt19937 rng(seed);
+    FillRandom(world, rng);
 }
 
 // Fills a world with distinct words whose alpha varies too.

@@ -35,11 +35,6 @@ uint32_t ReferenceMix(uint32_t s, uint32_t d)
     return out | static_cast<uint32_t>(static_cast<int>(std::fmax(A, 0.0f)));
 }
 
-uint32_t Word(uint32_t r, uint32_t g, uint32_t b, uint32_t a)
-{
-    return (b << 24) | (g << 16) | (r << 8) | a;
-}
-
 TEST(Blend, HalfPaintOverOpaqueIsTheTruncatedWeightedMean)
 {
     const uint32_t paint = Word(200, 10, 255, 128);

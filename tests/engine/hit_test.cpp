@@ -125,6 +125,14 @@ TEST_F(HitTest, CollisionOfOpaquePixels)
     EXPECT_TRUE(a->InCollisionWith(b));
     b->SetOpacity(0);
     EXPECT_FALSE(a->InCollisionWith(b));
+
+    // Sprites at different heights: each picture read from its own top row.
+    Dots(302, {{5, 9}});
+    Dots(303, {{5, 0}});
+    CSprite* c = Show(3, 302, 15, 15); // (10, 10, 20, 20): dot at (15, 19)
+    CSprite* d = Show(4, 303, 15, 24); // (10, 19, 20, 29): dot at (15, 19)
+    EXPECT_TRUE(c->InCollisionWith(d));
+    EXPECT_TRUE(d->InCollisionWith(c));
 }
 
 // Two sprites showing the same picture at sizes 40 and 80 are compared

@@ -65,7 +65,8 @@ TEST(ClipArithmetic, SideOfExitAndClippedPoint)
     // Left, then top: the clipped end lands on the top edge.
     EXPECT_EQ(CSpriteList::GetClipSide(stage, 10, 10, -10, -30), 2);
     EXPECT_EQ(CSpriteList::GetClipSide(stage, 10, 10, 20, 20), 0);
-    // The last pixel column and row are inside.
+    // The first and last pixel columns and rows are inside.
+    EXPECT_EQ(CSpriteList::GetClipSide(stage, 10, 10, 0, 0), 0);
     EXPECT_EQ(CSpriteList::GetClipSide(stage, 10, 10, 39, 29), 0);
     EXPECT_EQ(CSpriteList::GetClipSide(stage, 10, 10, 40, 29), 4);
     // Products beyond 32 bits wrap instead of trapping.
@@ -86,6 +87,21 @@ TEST(ClipArithmetic, SideOfExitAndClippedPoint)
     bx = 20;
     by = 20;
     EXPECT_EQ(CSpriteList::ClipLine(stage, ax, ay, bx, by), -1);
+    // Ends less than a pixel past the top and the right edge are clipped too.
+    struct Clip
+    {
+        double bx, by;
+        int side;
+        double x, y;
+    };
+    for (const Clip& c :
+         {Clip{20, -0.5, 1, 10 + 100 / 10.5, 0}, Clip{40.5, 20, 2, 40, 10 + 300 / 30.5}}) {
+        bx = c.bx;
+        by = c.by;
+        EXPECT_EQ(CSpriteList::ClipLine(stage, ax, ay, bx, by), c.side);
+        EXPECT_NEAR(bx, c.x, 1e-9);
+        EXPECT_NEAR(by, c.y, 1e-9);
+    }
 }
 
 TEST_F(Pen, LineAcrossOneEdgeIsDrawnInTwoPieces)

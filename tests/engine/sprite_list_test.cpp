@@ -132,6 +132,15 @@ TEST_F(SpriteList, FullTableKeepsEveryMarkCovered)
         if (!EmptyRect(&p))
             expected.push_back(p);
     EXPECT_EQ(Invalidated(view.get()), expected);
+
+    // Of two slots that would grow alike, the first takes the mark.
+    list->InitRedisplayRects();
+    for (int j = 0; j < 7; j++)
+        for (int i = 0; i < 20; i++)
+            Mark(20 * i, 20 * j, 20 * i + 2, 20 * j + 2);
+    Mark(10, 0, 12, 2);
+    EXPECT_EQ(list->mRects[0], R(0, 0, 12, 2));
+    EXPECT_EQ(list->mRects[1], R(20, 0, 22, 2));
 }
 
 // View rectangles are the stage's times the factor, kept in 16 bits.

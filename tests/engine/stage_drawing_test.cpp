@@ -609,13 +609,10 @@ class Redisplay : public Stage
     }
 };
 
-TEST_F(Redisplay, RandomSettersAtFactorOne)
+TEST_F(Redisplay, RandomSettersAtFactorsOneAndTwo)
 {
     Run(1, 1);
-}
-
-TEST_F(Redisplay, RandomSettersAtFactorTwo)
-{
+    SetUp(); // a fresh stage
     Run(2, 2);
 }
 

@@ -16,12 +16,6 @@
 #include "sprig/transfer.h"
 #include "tests/test_util.h"
 
-// [BBBBBBBB][GGGGGGGG][RRRRRRRR][AAAAAAAA]
-constexpr uint32_t Word(uint32_t red, uint32_t green, uint32_t blue, uint32_t alpha)
-{
-    return (blue << 24) | (green << 16) | (red << 8) | alpha;
-}
-
 constexpr uint32_t kRed = Word(255, 0, 0, 255);
 constexpr uint32_t kGreen = Word(0, 255, 0, 255);
 constexpr uint32_t kBlue = Word(0, 0, 255, 255);
@@ -29,25 +23,6 @@ constexpr uint32_t kBlack = Word(0, 0, 0, 255);
 constexpr uint32_t kWhite = Word(255, 255, 255, 255);
 constexpr uint32_t kGrey = Word(128, 128, 128, 255);
 constexpr uint32_t kClear = 0;
-
-// A rectangle written (left, top, right, bottom).
-inline Rect R(int left, int top, int right, int bottom)
-{
-    Rect r;
-    SetRect(&r, static_cast<int16_t>(left), static_cast<int16_t>(top), static_cast<int16_t>(right),
-            static_cast<int16_t>(bottom));
-    return r;
-}
-
-inline bool operator==(const Rect& a, const Rect& b)
-{
-    return EqualRect(&a, &b);
-}
-
-inline std::ostream& operator<<(std::ostream& out, const Rect& r)
-{
-    return out << "(" << r.left << ", " << r.top << ", " << r.right << ", " << r.bottom << ")";
-}
 
 // Registers width x height pixel words (row by row) as picture `number`.
 inline void Register(int32_t number, const std::vector<uint32_t>& pixels, int width)

@@ -73,15 +73,6 @@ std::string SlowFingerprint16(GWorldPtr world)
                              static_cast<size_t>(GetPixRowBytes(pm)), b.right, b.bottom);
 }
 
-void FillRandom(GWorldPtr world, std::mt19937& random)
-{
-    Rect b;
-    GetPortBounds(world, &b);
-    for (int v = 0; v < b.bottom; v++)
-        for (int h = 0; h < b.right; h++)
-            Pixel(world, h, v) = static_cast<uint32_t>(random());
-}
-
 TEST(Fingerprint16, WorkedExamples)
 {
     // Every pixel maps to 0: transparent black, and bytes below 12 whatever

@@ -58,6 +58,19 @@ TEST(PackedPicture, WorkedExampleBothWays)
 
     EXPECT_EQ(SwapBuffer(picture.data()), 18);
     EXPECT_EQ(picture, kExample);
+
+    // A signature one byte off in either end is the older encoding's.
+    for (size_t at : {4, 11}) {
+        std::vector<uint32_t> other = kExample;
+        reinterpret_cast<uint8_t*>(other.data())[at] ^= 1;
+        uint32_t older[4], got[4];
+        for (uint32_t r = 0; r < 2; r++) {
+            UncompressRowCompress(other.data(), r, 4, older);
+            UncompressRow(other.data(), r, 4, got);
+            EXPECT_EQ(std::vector<uint32_t>(got, got + 4), std::vector<uint32_t>(older, older + 4));
+        }
+        EXPECT_NE(older[0], P) << "the older reading differs from the current one";
+    }
 }
 
 TEST(PackedPicture, OlderEncodingAlphaMappingAndWholeRows)
@@ -142,6 +155,14 @@ TEST(PackedPicture, EmptyAndOneRunPictures)
         EXPECT_EQ(width, static_cast<int32_t>((*picture)[4]));
         EXPECT_EQ(rowBytes, 77);
     }
+    // The tallest world there is: 32767 rows, each the one run of row 0.
+    std::vector<uint32_t> tall = Picture("Format01", 1, 32767, {});
+    tall.insert(tall.end(), 32767, 6 + 32767);
+    tall.insert(tall.end(), {0xC0000001, Stored(Q)});
+    tall[0] = static_cast<uint32_t>(4 * tall.size());
+    World world(UncompressGWorld(tall.data(), &width, &height, &rowBytes));
+    ASSERT_TRUE(world);
+    EXPECT_EQ(Pixel(world.get(), 0, 32766), Q);
 }
 
 TEST(PackedPicture, DamagedRowsStayInsideTheirRow)
@@ -149,10 +170,10 @@ TEST(PackedPicture, DamagedRowsStayInsideTheirRow)
     // Counts that overrun the width, a missing last flag, a row that falls
     // short: the decoders stop at the width and clear what is not described.
     std::vector<uint32_t> picture = Picture("Format01", 4, 3, {9, 11, 16});
-    const std::vector<uint32_t> body = {0x80000010, Stored(P),            // run of 16 in 4
+    const std::vector<uint32_t> body = {0x80000005, Stored(P),            // run of 5 in 4
                                         0x00000002, Stored(Q), Stored(R), // no last flag
                                         0x80000005, Stored(S),            //
-                                        0x40000001, Stored(S)};           // 1 of 4 pixels
+                                        0x40000003, Stored(S), Stored(P), Stored(Q)}; // 3 of 4
     picture.insert(picture.end(), body.begin(), body.end());
     picture[0] = static_cast<uint32_t>(4 * picture.size());
     uint32_t row[6];
@@ -161,8 +182,9 @@ TEST(PackedPicture, DamagedRowsStayInsideTheirRow)
     EXPECT_EQ(std::vector<uint32_t>(row, row + 5), (std::vector<uint32_t>{P, P, P, P, 0xDEADBEEF}));
     UncompressRow(picture.data(), 1, 4, row);
     EXPECT_EQ(std::vector<uint32_t>(row, row + 5), (std::vector<uint32_t>{Q, R, S, S, 0xDEADBEEF}));
+    std::fill(row, row + 6, 0xDEADBEEF); // the one pixel the row leaves is cleared
     UncompressRow(picture.data(), 2, 4, row);
-    EXPECT_EQ(std::vector<uint32_t>(row, row + 5), (std::vector<uint32_t>{S, 0, 0, 0, 0xDEADBEEF}));
+    EXPECT_EQ(std::vector<uint32_t>(row, row + 5), (std::vector<uint32_t>{S, P, Q, 0, 0xDEADBEEF}));
     std::fill(row, row + 6, 0xDEADBEEF);
     UncompressRow(picture.data(), 3, 4, row);
     EXPECT_EQ(row[0], 0xDEADBEEF) << "a row outside the picture writes nothing";

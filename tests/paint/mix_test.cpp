@@ -6,10 +6,6 @@
 namespace {
 
 // [BBBBBBBB][GGGGGGGG][RRRRRRRR][AAAAAAAA]
-constexpr uint32_t Word(uint32_t r, uint32_t g, uint32_t b, uint32_t a)
-{
-    return (b << 24) | (g << 16) | (r << 8) | a;
-}
 // Colour table entry: [alpha][blue][green][red].
 constexpr uint32_t Entry(uint32_t r, uint32_t g, uint32_t b, uint32_t a)
 {
@@ -58,6 +54,10 @@ TEST(PaintMix, FullPartialAndZeroCoverage)
     }
     // The source is only read.
     EXPECT_EQ(Pixel(p.src.get(), 1, 1), Word(0, 50, 255, 255));
+    // An entry of alpha 254 is blended, not painted solid.
+    p.table[31] = Entry(200, 100, 0, 254);
+    PaintMix(&all, &p.state);
+    EXPECT_EQ(Pixel(p.dst.get(), 2, 0), MyMixColors(Word(200, 100, 0, 254), Word(0, 50, 255, 255)));
 }
 
 TEST(PaintMix, PartialPaintOverTransparentKeepsPaintColour)

@@ -14,16 +14,6 @@
 
 namespace {
 
-void FillRandom(GWorldPtr world, uint32_t seed)
-{
-    std::mt19937 rng(seed);
-    Rect b;
-    GetPortBounds(world, &b);
-    for (int v = 0; v < b.bottom; v++)
-        for (int h = 0; h < b.right; h++)
-            Pixel(world, h, v) = rng(); // low alphas and colours above alpha included
-}
-
 // A context on a world with the pen set up as the sprite engine does: stage
 // coordinates (y down), a colour from 16-bit channels, a width and caps.
 CGContextRef PenContext(GWorldPtr world, bool antialias, double width, CGLineCap cap,

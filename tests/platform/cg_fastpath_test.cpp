@@ -85,7 +85,7 @@ CGImageRef ImageOf(const Picture& p, CGDataProviderRef* provider)
     return image;
 }
 
-void FillRandom(GWorldPtr world, std::mt19937& rng)
+void FillMixed(GWorldPtr world, std::mt19937& rng)
 {
     Rect b;
     GetPortBounds(world, &b);
@@ -201,7 +201,7 @@ TEST(ImageFastPath, RandomScenesMatchCairoInWorldAndViewContexts)
         World own = view ? World() : MakeWorld(width, height);
         GWorldPtr world = view ? HIViewGetGWorld(hiView) : own.get();
         ASSERT_NE(world, nullptr);
-        FillRandom(world, rng);
+        FillMixed(world, rng);
         World expected = MakeWorld(width, height);
         CopyWorld(world, expected.get());
 
@@ -315,7 +315,7 @@ TEST(ImageFastPath, AWorldDrawnOverItselfIsReadBeforeItIsChanged)
     // every pixel must come from the world as it was before the drawing.
     std::mt19937 rng(7);
     World world = MakeWorld(20, 12);
-    FillRandom(world.get(), rng);
+    FillMixed(world.get(), rng);
     World expected = MakeWorld(20, 12);
     CopyWorld(world.get(), expected.get());
     PixMapHandle pm = GetGWorldPixMap(world.get());

@@ -11,14 +11,6 @@ void Copy(GWorldPtr src, GWorldPtr dst, const Rect& srcRect, const Rect& dstRect
              mask);
 }
 
-Rect R(int left, int top, int right, int bottom)
-{
-    Rect r;
-    SetRect(&r, static_cast<int16_t>(left), static_cast<int16_t>(top), static_cast<int16_t>(right),
-            static_cast<int16_t>(bottom));
-    return r;
-}
-
 TEST(CopyBits, EnlargesByPixelReplicationWithAlpha)
 {
     World src = MakeWorld(3, 2);

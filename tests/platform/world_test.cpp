@@ -25,10 +25,7 @@ TEST(Worlds, PixelMapDescribesThirtyTwoBitPixelsFromTheOrigin)
         Rect bounds;
         GetPortBounds(world.get(), &bounds);
         EXPECT_TRUE(EqualRect(&bounds, &map.bounds));
-        EXPECT_EQ(bounds.left, 0);
-        EXPECT_EQ(bounds.top, 0);
-        EXPECT_EQ(bounds.right, width);
-        EXPECT_EQ(bounds.bottom, 7);
+        EXPECT_EQ(bounds, R(0, 0, width, 7));
         // New pixels are transparent black, padding included.
         const auto* bytes = reinterpret_cast<const uint8_t*>(map.baseAddr);
         std::vector<uint8_t> zero(static_cast<size_t>(GetPixRowBytes(pm)) * 7, 0);
@@ -46,10 +43,7 @@ TEST(Worlds, BoundsAreMovedToTheOrigin)
     ASSERT_EQ(NewGWorld(&world, 0, &bounds, nullptr, nullptr, 0), noErr);
     Rect got;
     GetPortBounds(world, &got);
-    EXPECT_EQ(got.left, 0);
-    EXPECT_EQ(got.top, 0);
-    EXPECT_EQ(got.right, 5);
-    EXPECT_EQ(got.bottom, 3);
+    EXPECT_EQ(got, R(0, 0, 5, 3));
     DisposeGWorld(world);
 }
 
@@ -183,10 +177,7 @@ TEST(Regions, RectanglesIntersectionsAndEmptiness)
     SectRgn(a, b, out);
     Rect bounds;
     GetRegionBounds(out, &bounds);
-    EXPECT_EQ(bounds.left, 5);
-    EXPECT_EQ(bounds.top, 5);
-    EXPECT_EQ(bounds.right, 10);
-    EXPECT_EQ(bounds.bottom, 8);
+    EXPECT_EQ(bounds, R(5, 5, 10, 8));
     EXPECT_TRUE(PtInRgn(Point{7, 9}, out));
     EXPECT_FALSE(PtInRgn(Point{8, 9}, out));
 

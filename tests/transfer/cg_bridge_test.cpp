@@ -13,33 +13,6 @@
 
 namespace {
 
-Rect R(int left, int top, int right, int bottom)
-{
-    Rect r;
-    SetRect(&r, static_cast<int16_t>(left), static_cast<int16_t>(top), static_cast<int16_t>(right),
-            static_cast<int16_t>(bottom));
-    return r;
-}
-
-void FillRandom(GWorldPtr world, uint32_t seed)
-{
-    std::mt19937 rng(seed);
-    Rect b;
-    GetPortBounds(world, &b);
-    for (int v = 0; v < b.bottom; v++)
-        for (int h = 0; h < b.right; h++)
-            Pixel(world, h, v) = rng();
-}
-
-void FillWith(GWorldPtr world, uint32_t word)
-{
-    Rect b;
-    GetPortBounds(world, &b);
-    for (int v = 0; v < b.bottom; v++)
-        for (int h = 0; h < b.right; h++)
-            Pixel(world, h, v) = word;
-}
-
 // Coverage of each pixel by the outline AltCGFrameRect strokes, from its
 // geometry (supersampled 16 x 16): the rectangle's path runs, in the y-up
 // space of the world, from its bottom-left corner right, up, left and back,

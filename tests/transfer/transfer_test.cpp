@@ -11,14 +11,6 @@
 
 namespace {
 
-Rect R(int left, int top, int right, int bottom)
-{
-    Rect r;
-    SetRect(&r, static_cast<int16_t>(left), static_cast<int16_t>(top), static_cast<int16_t>(right),
-            static_cast<int16_t>(bottom));
-    return r;
-}
-
 struct Alerts
 {
     std::vector<std::string> texts;
