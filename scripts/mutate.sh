@@ -55,14 +55,14 @@ pack-literal-pair @ packing/compressor.cpp @ return k - 1; @ return k; @ a liter
 pack-last-bit @ packing/compressor.cpp @ *lastControl |= kLastBit; @ *lastControl |= 0; @ a row's last packet is not marked
 pack-size-word @ packing/compressor.cpp @ block[kSizeWord] = static_cast<uint32_t>(length); @ block[kSizeWord] = static_cast<uint32_t>(length + 4); @ the size word
 pack-row-bytes @ packing/compressor.cpp @ int64_t{rowBytes} < 4 * int64_t{width}) @ int64_t{rowBytes} <= 4 * int64_t{width}) @ rows exactly a row of pixels apart are refused
-redisplay-merge @ engine/sprite_list.cpp @ UnionRect(&r, &mRects[i], &r);\n            mRects[i].SetRectEmpty(); @ UnionRect(&r, &mRects[i], &r); @ a merged slot is not freed
+redisplay-merge @ engine/sprite_list.cpp @ Grow(r, slot);\n            slot = Rect{0, 0, 0, 0}; @ Grow(r, slot); @ a merged slot is not freed
 redisplay-clip @ engine/sprite_list.cpp @ SectRect(&r, &mBounds, &r);\n @ (void)0;\n @ marks are not cut to the stage
-redisplay-reuse @ engine/sprite_list.cpp @ if (mRects[i].IsRectEmpty()) {\n            mRects[i] = r; @ if (false) {\n            mRects[i] = r; @ a freed slot is not reused
+redisplay-reuse @ engine/sprite_list.cpp @ if (firstEmpty >= 0) {\n        mRects[firstEmpty] = r; @ if (false) {\n        mRects[firstEmpty] = r; @ a freed slot is not reused
 redisplay-full @ engine/sprite_list.cpp @ if (mRectCount < kMaxRects) { @ if (mRectCount < kMaxRects - 1) { @ the table holds 139 slots
 redisplay-slots @ include/sprig/engine.h @ kMaxRects = 140 @ kMaxRects = 141 @ the table holds 141 slots
 redisplay-growth @ engine/sprite_list.cpp @ if (growth < bestGrowth) { @ if (growth <= bestGrowth) { @ a full table merges into the last of equal growths, not the first
 redisplay-factor @ engine/sprite_list.cpp @ r.bottom = Times(r.bottom, mFactor); @ r.bottom = Times(r.bottom, 1); @ the bottom of a mark is not zoomed
-zorder-ties @ engine/sprite_list.cpp @ return static_cast<int16_t>(other->mZ) < z; @ return static_cast<int16_t>(other->mZ) <= z; @ a sprite goes behind those of equal z
+zorder-ties @ engine/sprite_sequence.cpp @ const uint32_t place = FirstBelow(z); @ const uint32_t place = FirstBelow(z + 1); @ a sprite goes behind those of equal z
 clip-left @ engine/moves.cpp @ by = by + (ay - by) * (left - bx) / (ax - bx); @ by = by + (ay - by) * (left - bx) / (ax - bx + 1); @ ClipLine at the left edge
 clip-top @ engine/moves.cpp @ if (top > by && by != ay) { @ if (top > by + 1 && by != ay) { @ ClipLine misses a line just above the top
 clip-right @ engine/moves.cpp @ if (bx > right && bx != ax) { @ if (bx > right + 1 && bx != ax) { @ ClipLine misses a line just past the right
@@ -74,14 +74,14 @@ wrap-last-piece @ engine/moves.cpp @ WrapCoordinate(end.x, stage.left, stage.rig
 pen-dot @ engine/moves.cpp @ q = {p.x + dot, p.y + dot}; @ q = {p.x + dot, p.y}; @ a line of no length draws its dot
 pen-centre @ engine/moves.cpp @ penSize % 2 != 0) ? 0.5 : 0.0; @ penSize % 2 != 0) ? 0.5 : 0.5; @ even pen widths run through pixel centres
 pen-mark @ engine/moves.cpp @ std::fmax(s.x, e.x) + penSize, std::fmax(s.y, e.y) + penSize); @ std::fmax(s.x, e.x) + penSize, std::fmax(s.y, e.y) + penSize - 1); @ the mark of a line is a pixel short
-stage-margin @ engine/stage_drawing.cpp @ InsetRect(&r, -1, -1); @ InsetRect(&r, 0, 0); @ a sprite's box has no pixel of margin
-stage-box-merge @ engine/stage_drawing.cpp @ boxes.pop_back();\n            i = 0; @ boxes.pop_back();\n            i++; @ boxes merged once are not checked again
-stage-box-factor @ engine/stage_drawing.cpp @ AddSpriteBox(boxes, sprite->mRect, mFactor, scaled); @ AddSpriteBox(boxes, sprite->mRect, 1, scaled); @ the boxes are not zoomed
-stage-region @ engine/stage_drawing.cpp @ SectRgn(spriteArea, area, spriteArea); @ (void)area; @ sprites outside the event's region are drawn
+stage-margin @ engine/stage_drawing.cpp @ InsetRect(&r, -2, -2); @ InsetRect(&r, 0, 0); @ the area cleared and handed on has no pixels to spare around a sprite
+stage-cover-rows @ engine/stage_drawing.cpp @ row <= (r.bottom - 1) / kCell; row++) { @ row < (r.bottom - 1) / kCell; row++) { @ the cover leaves out the last row of cells a sprite meets
+stage-box-factor @ engine/stage_drawing.cpp @ HandToView(enlarged, context, view, cover.Boxes(mFactor)); @ HandToView(enlarged, context, view, cover.Boxes(1)); @ the boxes handed on are not zoomed
+stage-region @ engine/stage_drawing.cpp @ r.top >= extent.bottom || !RectMeetsRgn(&r, area)) @ r.top >= extent.bottom) @ sprites beside the event's region but within its bounds are drawn
 stage-view-size @ engine/stage_drawing.cpp @ viewBounds.size.width != bounds.right - bounds.left || @ viewBounds.size.width != viewBounds.size.width || @ boxes are handed on to a view of another width
 stage-clear @ engine/stage_drawing.cpp @ std::memset(base, 0, @ std::memset(base, 1, @ the sprite surface is not cleared to transparent
 stage-context-origin @ engine/stage_drawing.cpp @ clip.left = x >= 1000 ? 0 : static_cast<int16_t>(x / 1000); @ clip.left = static_cast<int16_t>(x / 1000); @ UpdateContext's area at an origin of 1000 units or more
-hit-solid @ engine/hit_tests.cpp @ return (pixel & 0xFF) != 0; @ return (pixel & 0xFF) > 1; @ a pixel of alpha 1 does not collide
+hit-solid @ images/picture_versions.cpp @ if (row[x] & 0xFF) {\n                bits[x >> 6] @ if ((row[x] & 0xFF) > 1) {\n                bits[x >> 6] @ a pixel of alpha 1 does not collide
 hit-second-version @ engine/hit_tests.cpp @ if (other->mImage == mImage && (other->mSize != mSize || other->mOpacity != mOpacity)) { @ if (false) { @ two sizes of one picture collide as one size
 hit-offset @ engine/hit_tests.cpp @ const int32_t bx = s.left - b.left, by = s.top - b.top; @ const int32_t bx = s.left - b.left, by = s.top - mRect.top; @ the second picture's rows in a collision
 hit-visible @ engine/hit_tests.cpp @ if (!mVisible || !other->mVisible) @ if (!mVisible) @ a hidden sprite collides
@@ -101,7 +101,7 @@ cg-mul-round @ platform/cg_pixels_p.h @ const uint32_t t = c * a + 128; @ const 
 cg-span-round @ platform/cg_pixels_p.h @ const uint32_t t = c * m + 127; @ const uint32_t t = c * m + 128; @ cairo's span mixing rounds a half down
 cg-over-saturate @ platform/cg_pixels_p.h @ out |= (c > 255 ? 255 : c) << shift; @ out |= (c & 255) << shift; @ OVER saturates at 255
 cg-sse-mul @ platform/cg_direct.cpp @ _mm_add_epi16(_mm_mullo_epi16(x, y), _mm_set1_epi16(0x80)); @ _mm_add_epi16(_mm_mullo_epi16(x, y), _mm_set1_epi16(0x7F)); @ the SSE2 OVER's rounding
-cg-sse-opaque16 @ platform/cg_direct.cpp @ if (SameAlphas(all, ones) == 0x1111) { @ if (SameAlphas(all, ones) == 0x0111) { @ sixteen pixels are copied when one group is not opaque
+cg-sse-opaque16 @ platform/cg_direct.cpp @ if (SameAlphas(all, ones) == 0x1111) {\n            for (int k = 0; k < 4; k++)\n                _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + h + 4 * k), s[k]); @ if (SameAlphas(all, ones) == 0x0111) {\n            for (int k = 0; k < 4; k++)\n                _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + h + 4 * k), s[k]); @ sixteen pixels are copied when one group is not opaque
 cg-avx-mul @ platform/cg_direct.cpp @ return _mm256_mulhi_epu16(t, _mm256_set1_epi16(257)); @ return _mm256_mulhi_epu16(t, _mm256_set1_epi16(256)); @ the AVX2 OVER's rounding
 cg-stroke-full @ platform/cg_context.cpp @ if (share == 255)\n                row[h] = colour; @ if (share >= 254)\n                row[h] = colour; @ a stroke's nearly full coverage is painted solid
 cg-stroke-skip @ platform/cg_context.cpp @ eight == 0)) @ (eight & 0xFFFFFFFFFFFFFFull) == 0)) @ eight shares are passed over when only the first seven are 0
