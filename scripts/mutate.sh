@@ -106,6 +106,9 @@ cg-avx-mul @ platform/cg_direct.cpp @ return _mm256_mulhi_epu16(t, _mm256_set1_e
 cg-stroke-full @ platform/cg_context.cpp @ if (share == 255)\n                row[h] = colour; @ if (share >= 254)\n                row[h] = colour; @ a stroke's nearly full coverage is painted solid
 cg-stroke-skip @ platform/cg_context.cpp @ eight == 0)) @ (eight & 0xFFFFFFFFFFFFFFull) == 0)) @ eight shares are passed over when only the first seven are 0
 cg-stroke-reach @ platform/cg_context.cpp @ reach *= cairo_get_line_width(cr) / 2; @ reach *= cairo_get_line_width(cr) / 3; @ the area a stroke may touch is cut short
+seq-minz @ engine/sprite_sequence.cpp @ n.minZ = std::min(n.minZ, c.minZ); @ n.minZ = std::max(n.minZ, c.minZ); @ a subtree's smallest z is wrong, so sprites are placed by z in the wrong place
+hit-mask-right @ images/picture_versions.cpp @ right = std::max(right, static_cast<int32_t>(x) + 1); @ right = std::max(right, static_cast<int32_t>(x)); @ the solid pixels' bounds leave out the rightmost column
+cg-sse-shown @ platform/cg_direct.cpp @ *shown = MultiplyLanes(d16, _mm_sub_epi16(ff, a)); @ *shown = MultiplyLanes(d16, _mm_sub_epi16(_mm_set1_epi16(256), a)); @ the SSE2 OVER keeps too much of the host's pixel
 MUTANTS
 
 # The table split into its fields: NAME, FILE, FROM, TO and WHAT, by number - 1.
