@@ -486,9 +486,9 @@ void Scribble(GWorldPtr world, int width, int height)
             Pixel(world, h, v) = random() % 7 == 0 ? kMarker : Word(random() & 0xFF, 90, 40, 255);
 }
 
-// Long lines that go round the stage hundreds of times, drawn by DrawLine
-// (which skips what provably changes nothing) and by the plain loop, give
-// the same pixel words and the same pending rectangles.
+// Long lines that go round the stage hundreds of times (and a dot), drawn by
+// DrawLine (which skips what provably changes nothing) and by the plain
+// loop, give the same pixel words and the same pending rectangles.
 TEST_F(Pen, LongLinesAsThePlainLoopDrawsThem)
 {
     const double lines[][4] = {
@@ -497,6 +497,7 @@ TEST_F(Pen, LongLinesAsThePlainLoopDrawsThem)
         {5.3, 10.6, 5.3 + 4321.678, 10.6 + 1234.123},    // across
         {3, 4, 3 + 40 * 200 + 0.5, 4 + 2.25},            // nearly along a row
         {20.25, 15.75, 20.25 - 2345.5, 15.75 + 3456.25}, // the other way
+        {12.3, 7.7, 12.3, 7.7},                          // a dot, lengthened both ways
     };
     World reference = MakeWorld(kWidth, kHeight);
     Rect bounds = R(0, 0, kWidth, kHeight);
