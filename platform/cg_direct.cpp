@@ -75,7 +75,25 @@ inline int SameAlphas(__m128i x, __m128i y)
     return _mm_movemask_epi8(_mm_cmpeq_epi8(x, y)) & 0x1111;
 }
 
+// Four words with their bytes reversed: cairo's words to ours and back.
+inline __m128i MirrorGroup(__m128i x)
+{
+    x = _mm_or_si128(_mm_slli_epi16(x, 8), _mm_srli_epi16(x, 8));
+    return _mm_shufflehi_epi16(_mm_shufflelo_epi16(x, _MM_SHUFFLE(2, 3, 0, 1)),
+                               _MM_SHUFFLE(2, 3, 0, 1));
+}
+
+// The rows below composite over our world words, or over cairo's (kCairo),
+// whose bytes are the mirror of ours: those are mirrored on the way in and
+// out, and the arithmetic in between is the same.
+template <bool kCairo>
+inline __m128i Destination(__m128i x)
+{
+    return kCairo ? MirrorGroup(x) : x;
+}
+
 // Four straight pixels over four world pixels.
+template <bool kCairo>
 inline void CompositeGroup(__m128i s, uint32_t* dst)
 {
     const __m128i zero = _mm_setzero_si128();
@@ -83,17 +101,19 @@ inline void CompositeGroup(__m128i s, uint32_t* dst)
         return;
     auto* out = reinterpret_cast<__m128i*>(dst);
     if (SameAlphas(s, _mm_set1_epi32(-1)) == 0x1111) {
-        _mm_storeu_si128(out, s);
+        _mm_storeu_si128(out, Destination<kCairo>(s));
         return;
     }
-    const __m128i d = _mm_loadu_si128(out);
+    const __m128i d = Destination<kCairo>(_mm_loadu_si128(out));
     __m128i pLo, sLo, pHi, sHi;
     OverLanes(_mm_unpacklo_epi8(s, zero), _mm_unpacklo_epi8(d, zero), &pLo, &sLo);
     OverLanes(_mm_unpackhi_epi8(s, zero), _mm_unpackhi_epi8(d, zero), &pHi, &sHi);
-    _mm_storeu_si128(out, _mm_adds_epu8(_mm_packus_epi16(pLo, pHi), _mm_packus_epi16(sLo, sHi)));
+    _mm_storeu_si128(out, Destination<kCairo>(_mm_adds_epu8(_mm_packus_epi16(pLo, pHi),
+                                                            _mm_packus_epi16(sLo, sHi))));
 }
 
-void CompositeStraightFirstRow(const uint8_t* src, uint32_t* dst, int width)
+template <bool kCairo>
+void StraightFirstRowSse2(const uint8_t* src, uint32_t* dst, int width)
 {
     const __m128i zero = _mm_setzero_si128();
     const __m128i ones = _mm_set1_epi32(-1);
@@ -110,67 +130,32 @@ void CompositeStraightFirstRow(const uint8_t* src, uint32_t* dst, int width)
         const __m128i all = _mm_and_si128(_mm_and_si128(s[0], s[1]), _mm_and_si128(s[2], s[3]));
         if (SameAlphas(all, ones) == 0x1111) {
             for (int k = 0; k < 4; k++)
-                _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + h + 4 * k), s[k]);
+                _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + h + 4 * k),
+                                 Destination<kCairo>(s[k]));
             continue;
         }
         for (int k = 0; k < 4; k++)
-            CompositeGroup(s[k], dst + h + 4 * k);
+            CompositeGroup<kCairo>(s[k], dst + h + 4 * k);
     }
     for (; h + 4 <= width; h += 4, src += 16)
-        CompositeGroup(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src)), dst + h);
-    CompositeImageRowScalar(src, dst + h, width - h, kCGImageAlphaFirst);
-}
-
-// Four words with their bytes reversed: cairo's words to ours and back.
-inline __m128i MirrorGroup(__m128i x)
-{
-    x = _mm_or_si128(_mm_slli_epi16(x, 8), _mm_srli_epi16(x, 8));
-    return _mm_shufflehi_epi16(_mm_shufflelo_epi16(x, _MM_SHUFFLE(2, 3, 0, 1)),
-                               _MM_SHUFFLE(2, 3, 0, 1));
-}
-
-// Four straight pixels over four of cairo's words.
-inline void CompositeGroupOverCairo(__m128i s, uint32_t* dst)
-{
-    if (SameAlphas(s, _mm_setzero_si128()) == 0x1111)
-        return;
-    auto* out = reinterpret_cast<__m128i*>(dst);
-    if (SameAlphas(s, _mm_set1_epi32(-1)) == 0x1111) {
-        _mm_storeu_si128(out, MirrorGroup(s));
+        CompositeGroup<kCairo>(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src)), dst + h);
+    if (!kCairo) {
+        CompositeImageRowScalar(src, dst + h, width - h, kCGImageAlphaFirst);
         return;
     }
-    alignas(16) uint32_t ours[4];
-    _mm_store_si128(reinterpret_cast<__m128i*>(ours), MirrorGroup(_mm_loadu_si128(out)));
-    CompositeGroup(s, ours);
-    _mm_storeu_si128(out, MirrorGroup(_mm_load_si128(reinterpret_cast<const __m128i*>(ours))));
+    for (; h < width; h++, src += 4)
+        dst[h] = MirrorWord(OverWorldPixel(ImagePixelToWorld(LoadWord(src), kCGImageAlphaFirst),
+                                           MirrorWord(dst[h])));
+}
+
+void CompositeStraightFirstRow(const uint8_t* src, uint32_t* dst, int width)
+{
+    StraightFirstRowSse2<false>(src, dst, width);
 }
 
 void CompositeStraightFirstRowOverCairo(const uint8_t* src, uint32_t* dst, int width)
 {
-    const __m128i zero = _mm_setzero_si128();
-    const __m128i ones = _mm_set1_epi32(-1);
-    int h = 0;
-    for (; h + 16 <= width; h += 16, src += 64) {
-        __m128i s[4];
-        for (int k = 0; k < 4; k++)
-            s[k] = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 16 * k));
-        const __m128i any = _mm_or_si128(_mm_or_si128(s[0], s[1]), _mm_or_si128(s[2], s[3]));
-        if (SameAlphas(any, zero) == 0x1111)
-            continue;
-        const __m128i all = _mm_and_si128(_mm_and_si128(s[0], s[1]), _mm_and_si128(s[2], s[3]));
-        if (SameAlphas(all, ones) == 0x1111) {
-            for (int k = 0; k < 4; k++)
-                _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + h + 4 * k), MirrorGroup(s[k]));
-            continue;
-        }
-        for (int k = 0; k < 4; k++)
-            CompositeGroupOverCairo(s[k], dst + h + 4 * k);
-    }
-    for (; h + 4 <= width; h += 4, src += 16)
-        CompositeGroupOverCairo(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src)), dst + h);
-    for (; h < width; h++, src += 4)
-        dst[h] = MirrorWord(OverWorldPixel(ImagePixelToWorld(LoadWord(src), kCGImageAlphaFirst),
-                                           MirrorWord(dst[h])));
+    StraightFirstRowSse2<true>(src, dst, width);
 }
 
 // The same with AVX2: sixteen pixels in two registers, other groups eight
@@ -203,60 +188,6 @@ SPRIG_AVX2 uint32_t SameAlphas8(__m256i x, __m256i y)
     return static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(x, y))) & 0x11111111u;
 }
 
-SPRIG_AVX2 void CompositeGroup8(__m256i s, uint32_t* dst)
-{
-    const __m256i zero = _mm256_setzero_si256();
-    if (SameAlphas8(s, zero) == 0x11111111u)
-        return;
-    auto* out = reinterpret_cast<__m256i*>(dst);
-    if (SameAlphas8(s, _mm256_set1_epi32(-1)) == 0x11111111u) {
-        _mm256_storeu_si256(out, s);
-        return;
-    }
-    const __m256i d = _mm256_loadu_si256(out);
-    __m256i pLo, sLo, pHi, sHi;
-    OverLanes8(_mm256_unpacklo_epi8(s, zero), _mm256_unpacklo_epi8(d, zero), &pLo, &sLo);
-    OverLanes8(_mm256_unpackhi_epi8(s, zero), _mm256_unpackhi_epi8(d, zero), &pHi, &sHi);
-    _mm256_storeu_si256(
-        out, _mm256_adds_epu8(_mm256_packus_epi16(pLo, pHi), _mm256_packus_epi16(sLo, sHi)));
-}
-
-__attribute__((target("avx2"))) void CompositeStraightFirstRowAvx2(const uint8_t* src,
-                                                                   uint32_t* dst, int width)
-{
-    const __m256i zero = _mm256_setzero_si256();
-    const __m256i ones = _mm256_set1_epi32(-1);
-    int h = 0;
-    for (; h + 16 <= width; h += 16, src += 64) {
-        const __m256i s0 = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src));
-        const __m256i s1 = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src + 32));
-        if (SameAlphas8(_mm256_or_si256(s0, s1), zero) == 0x11111111u)
-            continue;
-        if (SameAlphas8(_mm256_and_si256(s0, s1), ones) == 0x11111111u) {
-            _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst + h), s0);
-            _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst + h + 8), s1);
-            continue;
-        }
-        CompositeGroup8(s0, dst + h);
-        CompositeGroup8(s1, dst + h + 8);
-    }
-    if (h + 8 <= width) {
-        CompositeGroup8(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(src)), dst + h);
-        h += 8;
-        src += 32;
-    }
-    if (h + 4 <= width) {
-        CompositeGroup(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src)), dst + h);
-        h += 4;
-        src += 16;
-    }
-    // Clean upper halves before any further code: SSE instructions without
-    // the VEX prefix run far slower after 256-bit ones until they are
-    // cleared, and the compiler does not always clear them before a call.
-    _mm256_zeroupper();
-    CompositeImageRowScalar(src, dst + h, width - h, kCGImageAlphaFirst);
-}
-
 // Eight words with their bytes reversed.
 SPRIG_AVX2 __m256i MirrorGroup8(__m256i x)
 {
@@ -265,27 +196,35 @@ SPRIG_AVX2 __m256i MirrorGroup8(__m256i x)
     return _mm256_shuffle_epi8(x, reverse);
 }
 
-// Eight straight pixels over eight of cairo's words.
-SPRIG_AVX2 void CompositeGroup8OverCairo(__m256i s, uint32_t* dst)
+template <bool kCairo>
+SPRIG_AVX2 __m256i Destination8(__m256i x)
+{
+    return kCairo ? MirrorGroup8(x) : x;
+}
+
+// Eight straight pixels over eight world pixels.
+template <bool kCairo>
+SPRIG_AVX2 void CompositeGroup8(__m256i s, uint32_t* dst)
 {
     const __m256i zero = _mm256_setzero_si256();
     if (SameAlphas8(s, zero) == 0x11111111u)
         return;
     auto* out = reinterpret_cast<__m256i*>(dst);
     if (SameAlphas8(s, _mm256_set1_epi32(-1)) == 0x11111111u) {
-        _mm256_storeu_si256(out, MirrorGroup8(s));
+        _mm256_storeu_si256(out, Destination8<kCairo>(s));
         return;
     }
-    const __m256i d = MirrorGroup8(_mm256_loadu_si256(out));
+    const __m256i d = Destination8<kCairo>(_mm256_loadu_si256(out));
     __m256i pLo, sLo, pHi, sHi;
     OverLanes8(_mm256_unpacklo_epi8(s, zero), _mm256_unpacklo_epi8(d, zero), &pLo, &sLo);
     OverLanes8(_mm256_unpackhi_epi8(s, zero), _mm256_unpackhi_epi8(d, zero), &pHi, &sHi);
-    _mm256_storeu_si256(out, MirrorGroup8(_mm256_adds_epu8(_mm256_packus_epi16(pLo, pHi),
-                                                           _mm256_packus_epi16(sLo, sHi))));
+    _mm256_storeu_si256(out, Destination8<kCairo>(_mm256_adds_epu8(_mm256_packus_epi16(pLo, pHi),
+                                                                   _mm256_packus_epi16(sLo, sHi))));
 }
 
-__attribute__((target("avx2"))) void
-CompositeStraightFirstRowOverCairoAvx2(const uint8_t* src, uint32_t* dst, int width)
+template <bool kCairo>
+__attribute__((target("avx2"))) void StraightFirstRowAvx2(const uint8_t* src, uint32_t* dst,
+                                                          int width)
 {
     const __m256i zero = _mm256_setzero_si256();
     const __m256i ones = _mm256_set1_epi32(-1);
@@ -296,21 +235,34 @@ CompositeStraightFirstRowOverCairoAvx2(const uint8_t* src, uint32_t* dst, int wi
         if (SameAlphas8(_mm256_or_si256(s0, s1), zero) == 0x11111111u)
             continue;
         if (SameAlphas8(_mm256_and_si256(s0, s1), ones) == 0x11111111u) {
-            _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst + h), MirrorGroup8(s0));
-            _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst + h + 8), MirrorGroup8(s1));
+            _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst + h), Destination8<kCairo>(s0));
+            _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst + h + 8), Destination8<kCairo>(s1));
             continue;
         }
-        CompositeGroup8OverCairo(s0, dst + h);
-        CompositeGroup8OverCairo(s1, dst + h + 8);
+        CompositeGroup8<kCairo>(s0, dst + h);
+        CompositeGroup8<kCairo>(s1, dst + h + 8);
     }
     if (h + 8 <= width) {
-        CompositeGroup8OverCairo(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(src)),
-                                 dst + h);
+        CompositeGroup8<kCairo>(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(src)), dst + h);
         h += 8;
         src += 32;
     }
+    // Clean upper halves before any further code: SSE instructions without
+    // the VEX prefix run far slower after 256-bit ones until they are
+    // cleared, and the compiler does not always clear them before a call.
+    // The last pixels (fewer than eight) go as the SSE2 row takes them.
     _mm256_zeroupper();
-    CompositeStraightFirstRowOverCairo(src, dst + h, width - h);
+    StraightFirstRowSse2<kCairo>(src, dst + h, width - h);
+}
+
+void CompositeStraightFirstRowAvx2(const uint8_t* src, uint32_t* dst, int width)
+{
+    StraightFirstRowAvx2<false>(src, dst, width);
+}
+
+void CompositeStraightFirstRowOverCairoAvx2(const uint8_t* src, uint32_t* dst, int width)
+{
+    StraightFirstRowAvx2<true>(src, dst, width);
 }
 
 #undef SPRIG_AVX2

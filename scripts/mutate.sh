@@ -101,7 +101,7 @@ cg-mul-round @ platform/cg_pixels_p.h @ const uint32_t t = c * a + 128; @ const 
 cg-span-round @ platform/cg_pixels_p.h @ const uint32_t t = c * m + 127; @ const uint32_t t = c * m + 128; @ cairo's span mixing rounds a half down
 cg-over-saturate @ platform/cg_pixels_p.h @ out |= (c > 255 ? 255 : c) << shift; @ out |= (c & 255) << shift; @ OVER saturates at 255
 cg-sse-mul @ platform/cg_direct.cpp @ _mm_add_epi16(_mm_mullo_epi16(x, y), _mm_set1_epi16(0x80)); @ _mm_add_epi16(_mm_mullo_epi16(x, y), _mm_set1_epi16(0x7F)); @ the SSE2 OVER's rounding
-cg-sse-opaque16 @ platform/cg_direct.cpp @ if (SameAlphas(all, ones) == 0x1111) {\n            for (int k = 0; k < 4; k++)\n                _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + h + 4 * k), s[k]); @ if (SameAlphas(all, ones) == 0x0111) {\n            for (int k = 0; k < 4; k++)\n                _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + h + 4 * k), s[k]); @ sixteen pixels are copied when one group is not opaque
+cg-sse-opaque16 @ platform/cg_direct.cpp @ if (SameAlphas(all, ones) == 0x1111) { @ if (SameAlphas(all, ones) == 0x0111) { @ sixteen pixels are copied when one group is not opaque
 cg-avx-mul @ platform/cg_direct.cpp @ return _mm256_mulhi_epu16(t, _mm256_set1_epi16(257)); @ return _mm256_mulhi_epu16(t, _mm256_set1_epi16(256)); @ the AVX2 OVER's rounding
 cg-stroke-full @ platform/cg_context.cpp @ if (share == 255)\n                row[h] = colour; @ if (share >= 254)\n                row[h] = colour; @ a stroke's nearly full coverage is painted solid
 cg-stroke-skip @ platform/cg_context.cpp @ eight == 0)) @ (eight & 0xFFFFFFFFFFFFFFull) == 0)) @ eight shares are passed over when only the first seven are 0
