@@ -1,4 +1,4 @@
-// Pictures the benchmarks draw: pixel words, soft-edged discs, and
+// Pictures the benchmarks draw: pixel words, soft-edged discs, worlds, and
 // registering a picture in the pool.
 #ifndef SPRIG_BENCH_BENCH_PICTURES_H
 #define SPRIG_BENCH_BENCH_PICTURES_H
@@ -10,6 +10,17 @@
 
 #include "sprig/images.h"
 #include "sprig/packing.h"
+#include "sprig/platform.h"
+
+// A 32-bit world of width x height pixels at the origin.
+inline GWorldPtr NewWorld(int width, int height)
+{
+    GWorldPtr world = nullptr;
+    Rect bounds;
+    SetRect(&bounds, 0, 0, static_cast<int16_t>(width), static_cast<int16_t>(height));
+    NewGWorld(&world, 32, &bounds, nullptr, nullptr, 0);
+    return world;
+}
 
 // [BBBBBBBB][GGGGGGGG][RRRRRRRR][AAAAAAAA]
 inline uint32_t Word(uint32_t red, uint32_t green, uint32_t blue, uint32_t alpha)

@@ -120,9 +120,9 @@ struct Worlds
     {
         Rect bounds;
         SetRect(&bounds, 0, 0, kStageWidth, kStageHeight);
-        NewGWorld(&backdrop, 32, &bounds, nullptr, nullptr, 0);
-        NewGWorld(&background, 32, &bounds, nullptr, nullptr, 0);
-        NewGWorld(&sprites, 32, &bounds, nullptr, nullptr, 0);
+        backdrop = NewWorld(kStageWidth, kStageHeight);
+        background = NewWorld(kStageWidth, kStageHeight);
+        sprites = NewWorld(kStageWidth, kStageHeight);
         view = HIViewCreateOffscreen(kStageWidth, kStageHeight);
         list = SprInitSprites(backdrop, background, sprites, &bounds);
     }

@@ -76,11 +76,9 @@ struct WorldsAndView
 {
     WorldsAndView()
     {
-        Rect bounds;
-        SetRect(&bounds, 0, 0, kStageWidth, kStageHeight);
-        NewGWorld(&backdrop, 32, &bounds, nullptr, nullptr, 0);
-        NewGWorld(&background, 32, &bounds, nullptr, nullptr, 0);
-        NewGWorld(&sprites, 32, &bounds, nullptr, nullptr, 0);
+        backdrop = NewWorld(kStageWidth, kStageHeight);
+        background = NewWorld(kStageWidth, kStageHeight);
+        sprites = NewWorld(kStageWidth, kStageHeight);
         view = HIViewCreateOffscreen(kStageWidth, kStageHeight);
     }
     ~WorldsAndView()

@@ -85,15 +85,6 @@ void RegisterPictures()
         RegisterPicture(kFirstPicture + k, PicturePixels(k), PictureSize(k), PictureSize(k));
 }
 
-GWorldPtr NewWorld(int width, int height)
-{
-    GWorldPtr world = nullptr;
-    Rect bounds;
-    SetRect(&bounds, 0, 0, static_cast<int16_t>(width), static_cast<int16_t>(height));
-    NewGWorld(&world, 32, &bounds, nullptr, nullptr, 0);
-    return world;
-}
-
 void FillSky(cairo_surface_t* surface)
 {
     cairo_t* cr = cairo_create(surface);

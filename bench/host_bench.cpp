@@ -76,15 +76,6 @@ uint32_t Sky(int y)
     return Word(205 + 50 * y / kStageHeight, 228, 255 - 35 * y / kStageHeight, 255);
 }
 
-GWorldPtr NewWorld(int width, int height)
-{
-    GWorldPtr world = nullptr;
-    Rect bounds;
-    SetRect(&bounds, 0, 0, static_cast<int16_t>(width), static_cast<int16_t>(height));
-    NewGWorld(&world, 32, &bounds, nullptr, nullptr, 0);
-    return world;
-}
-
 uint32_t* Row(GWorldPtr world, int y)
 {
     PixMapHandle pm = GetGWorldPixMap(world);
