@@ -8,7 +8,7 @@ cd "$(dirname "$0")/.."
 source scripts/packages.sh
 install_missing g++ clang cmake ninja-build pkg-config libcairo2-dev libpixman-1-dev libssl-dev \
     libpng-dev zlib1g-dev libgtest-dev libgmock-dev libbenchmark-dev libsdl2-dev \
-    python3-dev pybind11-dev python3-numpy python3-pytest python3-pygame
+    python3-dev pybind11-dev python3-numpy python3-pytest python3-pygame xvfb
 
 build=${1:-build}
 shift || true

@@ -7,11 +7,12 @@ colour, s stamps, q or Esc quits. Each frame the stage draws again only
 what changed, and only those areas are copied to the window.
 
     /usr/bin/python3 examples/python/window.py
-    /usr/bin/python3 examples/python/window.py --headless --frames 60   # no display: walks by itself
+    /usr/bin/python3 examples/python/window.py --autopilot --frames 60  # walks by itself
+    /usr/bin/python3 examples/python/window.py --headless --frames 60   # and needs no display
 
-With --headless (SDL's dummy video driver) the turtle walks a figure by
-itself, and at the end the program checks that the window shows exactly
-the stage's last frame (exit status 1 if not).
+With --autopilot the turtle walks a figure by itself; --headless (SDL's
+dummy video driver) implies it. At the end the program checks that the
+window shows exactly the stage's last frame (exit status 1 if not).
 """
 
 import argparse
@@ -40,9 +41,11 @@ def main():
     parser = argparse.ArgumentParser(description="A sprig stage in a pygame window.")
     parser.add_argument("--headless", action="store_true",
                         help="no display (SDL_VIDEODRIVER=dummy); the turtle walks by itself")
+    parser.add_argument("--autopilot", action="store_true", help="the turtle walks by itself")
     parser.add_argument("--frames", type=int, default=0, help="stop after this many frames")
     parser.add_argument("--zoom", type=int, default=2)
     args = parser.parse_args()
+    args.autopilot = args.autopilot or args.headless
     if args.headless:
         os.environ["SDL_VIDEODRIVER"] = "dummy"
         os.environ.setdefault("SDL_AUDIODRIVER", "dummy")
@@ -58,7 +61,7 @@ def main():
     walker.pen.down()
     colour = 0
 
-    pygame.init()
+    pygame.display.init()  # the window only: no sound, no joysticks
     window = pygame.display.set_mode((320 * args.zoom, 240 * args.zoom))
     pygame.display.set_caption("sprig stage")
     clock = pygame.time.Clock()
@@ -87,7 +90,7 @@ def main():
                     walker.pen.antialias = True
                 elif event.key == pygame.K_s:
                     walker.stamp()
-        if args.headless:
+        if args.autopilot:
             walker.move(*autopilot[count % len(autopilot)])
             if count % 17 == 16:
                 walker.stamp()
@@ -117,7 +120,8 @@ def main():
     shown = pygame.surfarray.pixels3d(window).transpose(1, 0, 2)
     same = np.array_equal(shown, stage.render()[..., :3])
     print(f"{count} frames, {drawn_areas} areas drawn again; "
-          f"the window shows the last frame: {'yes' if same else 'no'}")
+          f"the window shows the last frame: {'yes' if same else 'no'} "
+          f"(video driver: {pygame.display.get_driver()})")
     pygame.quit()
     return 0 if same else 1
 
