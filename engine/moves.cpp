@@ -413,44 +413,61 @@ class PieceDrawer
 
 } // namespace
 
+namespace {
+
+// The part of a move that every move shares: the old rectangle marked, the
+// position stored and wrapped, the new rectangle marked. Both rectangles
+// come from one reading of the picture's size (nothing in between changes
+// the picture, its pool slot or mSize), and the wrap is skipped when both
+// coordinates already round onto the stage, where it would change nothing.
+inline void MoveAndMark(CSprite& sprite, double x, double y)
+{
+    const RectSize size = SpriteRectSize(sprite);
+    PlaceRect(RoundPosition(sprite.mX), RoundPosition(sprite.mY), size, &sprite.mRect);
+    if (sprite.mVisible)
+        MarkArea(*sprite.mList, sprite.mRect);
+    sprite.mX = x;
+    sprite.mY = y;
+    int32_t h = RoundPosition(x);
+    int32_t v = RoundPosition(y);
+    const CRect& stage = sprite.mList->mBounds;
+    if (sprite.mWrap &&
+        !(h >= stage.left && h < stage.right && v >= stage.top && v < stage.bottom)) {
+        sprite.WrapXY();
+        h = RoundPosition(sprite.mX);
+        v = RoundPosition(sprite.mY);
+    }
+    PlaceRect(h, v, size, &sprite.mRect);
+    if (sprite.mVisible)
+        MarkArea(*sprite.mList, sprite.mRect);
+}
+
+} // namespace
+
 // A position that is not a finite number leaves the sprite where it is:
 // nothing moves, nothing is drawn, nothing is marked.
 void CSprite::SetPos(double x, double y)
 {
     if (!std::isfinite(x) || !std::isfinite(y))
         return;
-    MakeRect(&mRect);
-    if (mVisible)
-        mList->AddDisplayRect(CRect(&mRect));
     // The line starts from the pixel the sprite was shown at.
-    const double ox = static_cast<int16_t>(SprRound(&mX));
-    const double oy = static_cast<int16_t>(SprRound(&mY));
-    mX = x;
-    mY = y;
-    WrapXY();
-    MakeRect(&mRect);
-    if (mVisible)
-        mList->AddDisplayRect(CRect(&mRect));
-    mList->DrawLine(ox, oy, x, y, mPenMode, mPenSize, &mPenColor, mOpacity, 0, nullptr, 0);
+    const double ox = static_cast<int16_t>(RoundPosition(mX));
+    const double oy = static_cast<int16_t>(RoundPosition(mY));
+    MoveAndMark(*this, x, y);
+    if (mPenMode != kPenUp)
+        mList->DrawLine(ox, oy, x, y, mPenMode, mPenSize, &mPenColor, mOpacity, 0, nullptr, 0);
 }
 
 void CSprite::SetPosPaint(double x, double y, uint32_t unused, GWorldPtr unusedWorld, int antialias)
 {
     if (!std::isfinite(x) || !std::isfinite(y))
         return;
-    MakeRect(&mRect);
-    if (mVisible)
-        mList->AddDisplayRect(CRect(&mRect));
     const double ox = mX;
     const double oy = mY;
-    mX = x;
-    mY = y;
-    WrapXY();
-    MakeRect(&mRect);
-    if (mVisible)
-        mList->AddDisplayRect(CRect(&mRect));
-    mList->DrawLine(ox, oy, x, y, mPenMode, mPenSize, &mPenColor, mOpacity, unused, unusedWorld,
-                    antialias);
+    MoveAndMark(*this, x, y);
+    if (mPenMode != kPenUp)
+        mList->DrawLine(ox, oy, x, y, mPenMode, mPenSize, &mPenColor, mOpacity, unused, unusedWorld,
+                        antialias);
 }
 
 void CSprite::Move(double dx, double dy)

@@ -2,6 +2,9 @@
 // rectangles and the library's find cursor.
 #include <algorithm>
 #include <cstdint>
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "engine/engine_p.h"
 #include "platform/coregraphics.h"
@@ -82,8 +85,36 @@ void CSpriteList::InitRedisplayRects()
 
 namespace {
 
+#if defined(__SSE2__)
+// A rectangle in the low four 16-bit lanes: [top][left][bottom][right], as
+// Rect lies in memory. Every mark of every sprite change runs these over the
+// table, so the rectangle stays in one register throughout.
+inline __m128i Lanes(const Rect& r)
+{
+    return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(&r));
+}
+
+inline void Put(Rect& r, __m128i lanes)
+{
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(&r), lanes);
+}
+
+// [top][left] of a beside [bottom][right] of b.
+inline __m128i Corners(__m128i a, __m128i b)
+{
+    return _mm_unpacklo_epi32(a, _mm_srli_si128(b, 4));
+}
+
+// bottom > top and right > left: the platform's EmptyRect, negated.
+inline bool HasArea(__m128i r)
+{
+    const __m128i across =
+        _mm_shufflelo_epi16(r, _MM_SHUFFLE(1, 0, 3, 2)); // [bottom][right][top][left]
+    return (_mm_movemask_epi8(_mm_cmpgt_epi16(across, r)) & 0xF) == 0xF;
+}
+#else
 // The rectangle tests of the platform (SectRect, EmptyRect, UnionRect),
-// inline: every mark of every sprite change runs them over the whole table.
+// inline.
 inline bool Meets(const Rect& a, const Rect& b)
 {
     return std::max(a.top, b.top) < std::min(a.bottom, b.bottom) &&
@@ -95,12 +126,60 @@ inline bool IsEmpty(const Rect& r)
     return r.bottom <= r.top || r.right <= r.left;
 }
 
+// SectRect(&r, &bounds, &r): the part of r within bounds, (0, 0, 0, 0) when
+// there is none.
+inline void Clip(Rect& r, const Rect& bounds)
+{
+    const Rect cut = {std::max(r.top, bounds.top), std::max(r.left, bounds.left),
+                      std::min(r.bottom, bounds.bottom), std::min(r.right, bounds.right)};
+    r = IsEmpty(cut) ? Rect{0, 0, 0, 0} : cut;
+}
+
 inline void Grow(Rect& r, const Rect& by)
 {
     r.top = std::min(r.top, by.top);
     r.left = std::min(r.left, by.left);
     r.bottom = std::max(r.bottom, by.bottom);
     r.right = std::max(r.right, by.right);
+}
+#endif
+
+// r clipped to the stage and merged, in one pass over the slots in index
+// order, with every slot it meets, which is freed; the index of the first
+// free slot, or -1.
+int32_t MergeMark(CSpriteList& list, Rect& r)
+{
+    int32_t firstEmpty = -1;
+#if defined(__SSE2__)
+    __m128i mark = Lanes(r);
+    const __m128i stage = Lanes(list.mBounds);
+    const __m128i cut = Corners(_mm_max_epi16(mark, stage), _mm_min_epi16(mark, stage));
+    mark = HasArea(cut) ? cut : _mm_setzero_si128();
+    for (int32_t i = 0; i < list.mRectCount; i++) {
+        const __m128i slot = Lanes(list.mRects[i]);
+        if (HasArea(Corners(_mm_max_epi16(mark, slot), _mm_min_epi16(mark, slot)))) {
+            mark = Corners(_mm_min_epi16(mark, slot), _mm_max_epi16(mark, slot));
+            Put(list.mRects[i], _mm_setzero_si128());
+            if (firstEmpty < 0)
+                firstEmpty = i;
+        } else if (firstEmpty < 0 && !HasArea(slot)) {
+            firstEmpty = i;
+        }
+    }
+    Put(r, mark);
+#else
+    Clip(r, list.mBounds);
+    for (int32_t i = 0; i < list.mRectCount; i++) {
+        Rect& slot = list.mRects[i];
+        if (Meets(r, slot)) {
+            Grow(r, slot);
+            slot = Rect{0, 0, 0, 0};
+        }
+        if (firstEmpty < 0 && IsEmpty(slot))
+            firstEmpty = i;
+    }
+#endif
+    return firstEmpty;
 }
 
 } // namespace
@@ -109,41 +188,36 @@ inline void Grow(Rect& r, const Rect& by)
 // into it and freed. The mark then takes the first free slot, or a new one.
 // When all 140 slots hold rectangles that the mark does not meet, it is
 // merged into the slot whose area grows least, so that it stays covered.
-void CSpriteList::AddDisplayRect(CRect r)
+void MarkArea(CSpriteList& list, Rect r)
 {
-    SectRect(&r, &mBounds, &r);
-    int32_t firstEmpty = -1;
-    for (int32_t i = 0; i < mRectCount; i++) {
-        Rect& slot = mRects[i];
-        if (Meets(r, slot)) {
-            Grow(r, slot);
-            slot = Rect{0, 0, 0, 0};
-        }
-        if (firstEmpty < 0 && IsEmpty(slot))
-            firstEmpty = i;
-    }
+    const int32_t firstEmpty = MergeMark(list, r);
     if (firstEmpty >= 0) {
-        mRects[firstEmpty] = r;
+        list.mRects[firstEmpty] = r;
         return;
     }
-    if (mRectCount < kMaxRects) {
-        mRects[mRectCount++] = r;
+    if (list.mRectCount < CSpriteList::kMaxRects) {
+        list.mRects[list.mRectCount++] = r;
         return;
     }
-    if (r.IsRectEmpty())
+    if (EmptyRect(&r))
         return; // covers nothing
     int32_t best = 0;
     int64_t bestGrowth = INT64_MAX;
-    for (int32_t i = 0; i < kMaxRects; i++) {
+    for (int32_t i = 0; i < CSpriteList::kMaxRects; i++) {
         Rect merged;
-        UnionRect(&r, &mRects[i], &merged);
-        const int64_t growth = Area(merged) - Area(mRects[i]);
+        UnionRect(&r, &list.mRects[i], &merged);
+        const int64_t growth = Area(merged) - Area(list.mRects[i]);
         if (growth < bestGrowth) {
             bestGrowth = growth;
             best = i;
         }
     }
-    UnionRect(&r, &mRects[best], &mRects[best]);
+    UnionRect(&r, &list.mRects[best], &list.mRects[best]);
+}
+
+void CSpriteList::AddDisplayRect(CRect r)
+{
+    MarkArea(*this, r);
 }
 
 void CSpriteList::UpdateAll(Rect* r)
