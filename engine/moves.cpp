@@ -445,29 +445,36 @@ inline void MoveAndMark(CSprite& sprite, double x, double y)
 } // namespace
 
 // A position that is not a finite number leaves the sprite where it is:
-// nothing moves, nothing is drawn, nothing is marked.
+// nothing moves, nothing is drawn, nothing is marked. A move with the pen up
+// keeps nothing for a line, so nothing is held across its marks.
 void CSprite::SetPos(double x, double y)
 {
     if (!std::isfinite(x) || !std::isfinite(y))
         return;
+    if (mPenMode == kPenUp) {
+        MoveAndMark(*this, x, y);
+        return;
+    }
     // The line starts from the pixel the sprite was shown at.
     const double ox = static_cast<int16_t>(RoundPosition(mX));
     const double oy = static_cast<int16_t>(RoundPosition(mY));
     MoveAndMark(*this, x, y);
-    if (mPenMode != kPenUp)
-        mList->DrawLine(ox, oy, x, y, mPenMode, mPenSize, &mPenColor, mOpacity, 0, nullptr, 0);
+    mList->DrawLine(ox, oy, x, y, mPenMode, mPenSize, &mPenColor, mOpacity, 0, nullptr, 0);
 }
 
 void CSprite::SetPosPaint(double x, double y, uint32_t unused, GWorldPtr unusedWorld, int antialias)
 {
     if (!std::isfinite(x) || !std::isfinite(y))
         return;
+    if (mPenMode == kPenUp) {
+        MoveAndMark(*this, x, y);
+        return;
+    }
     const double ox = mX;
     const double oy = mY;
     MoveAndMark(*this, x, y);
-    if (mPenMode != kPenUp)
-        mList->DrawLine(ox, oy, x, y, mPenMode, mPenSize, &mPenColor, mOpacity, unused, unusedWorld,
-                        antialias);
+    mList->DrawLine(ox, oy, x, y, mPenMode, mPenSize, &mPenColor, mOpacity, unused, unusedWorld,
+                    antialias);
 }
 
 void CSprite::Move(double dx, double dy)

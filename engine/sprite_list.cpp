@@ -155,7 +155,8 @@ int32_t MergeMark(CSpriteList& list, Rect& r)
     const __m128i stage = Lanes(list.mBounds);
     const __m128i cut = Corners(_mm_max_epi16(mark, stage), _mm_min_epi16(mark, stage));
     mark = HasArea(cut) ? cut : _mm_setzero_si128();
-    for (int32_t i = 0; i < list.mRectCount; i++) {
+    const int32_t count = list.mRectCount;
+    for (int32_t i = 0; i < count; i++) {
         const __m128i slot = Lanes(list.mRects[i]);
         if (HasArea(Corners(_mm_max_epi16(mark, slot), _mm_min_epi16(mark, slot)))) {
             mark = Corners(_mm_min_epi16(mark, slot), _mm_max_epi16(mark, slot));
@@ -182,23 +183,11 @@ int32_t MergeMark(CSpriteList& list, Rect& r)
     return firstEmpty;
 }
 
-} // namespace
-
-// One pass over the slots in index order: a slot the mark meets is merged
-// into it and freed. The mark then takes the first free slot, or a new one.
-// When all 140 slots hold rectangles that the mark does not meet, it is
-// merged into the slot whose area grows least, so that it stays covered.
-void MarkArea(CSpriteList& list, Rect r)
+// A full table whose slots the mark r does not meet: r joins the slot whose
+// area grows least, so that it stays covered. Kept out of line: the calls
+// here would cost every other mark its registers.
+[[gnu::noinline]] void MergeIntoFullTable(CSpriteList& list, const Rect& r)
 {
-    const int32_t firstEmpty = MergeMark(list, r);
-    if (firstEmpty >= 0) {
-        list.mRects[firstEmpty] = r;
-        return;
-    }
-    if (list.mRectCount < CSpriteList::kMaxRects) {
-        list.mRects[list.mRectCount++] = r;
-        return;
-    }
     if (EmptyRect(&r))
         return; // covers nothing
     int32_t best = 0;
@@ -213,6 +202,23 @@ void MarkArea(CSpriteList& list, Rect r)
         }
     }
     UnionRect(&r, &list.mRects[best], &list.mRects[best]);
+}
+
+} // namespace
+
+// One pass over the slots in index order: a slot the mark meets is merged
+// into it and freed. The mark then takes the first free slot, or a new one.
+void MarkArea(CSpriteList& list, Rect r)
+{
+    const int32_t firstEmpty = MergeMark(list, r);
+    Rect* slot = nullptr;
+    if (firstEmpty >= 0)
+        slot = &list.mRects[firstEmpty];
+    else if (list.mRectCount < CSpriteList::kMaxRects)
+        slot = &list.mRects[list.mRectCount++];
+    else
+        return MergeIntoFullTable(list, r);
+    *slot = r;
 }
 
 void CSpriteList::AddDisplayRect(CRect r)

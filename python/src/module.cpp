@@ -328,7 +328,11 @@ PyTypeObject* gSpriteType = nullptr;
 SpriteRef* SpriteOf(PyObject* object)
 {
     auto* instance = reinterpret_cast<py::detail::instance*>(object);
-    auto* ref = static_cast<SpriteRef*>(instance->get_value_and_holder().value_ptr());
+    // An instance of the one registered class (or a Python subclass of it)
+    // holds its value in the simple layout.
+    auto* ref = static_cast<SpriteRef*>(instance->simple_layout
+                                            ? instance->simple_value_holder[0]
+                                            : instance->get_value_and_holder().value_ptr());
     if (!ref)
         PyErr_SetString(PyExc_TypeError, "a sprig.Sprite made without Stage.sprite()");
     return ref;
