@@ -5,6 +5,10 @@
 #include "sprig/engine.h"
 #include "sprig/images.h"
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 // Whether a sprite showing picture `number` at `size` shows a picture: not
 // for a number outside the pool, an empty slot or a negative size. A size
 // that scales the picture past the widest world (32767 pixels) throws the
@@ -69,6 +73,46 @@ inline void PlaceRect(int32_t x, int32_t y, RectSize size, Rect* out)
     out->right = static_cast<int16_t>(int32_t{out->left} + size.width);
     out->bottom = static_cast<int16_t>(int32_t{out->top} + size.height);
 }
+
+// PlaceRect for one size at any number of positions, as a move places its
+// old and new rectangles. With SSE2 the four edges come from one 16-bit
+// addition of the edges' distances from the position, which keeps exactly
+// the low 16 bits that PlaceRect keeps.
+class RectPlacer
+{
+  public:
+    explicit RectPlacer(RectSize size) : mSize(size)
+    {
+#if defined(__SSE2__)
+        const int halfWidth = size.width / 2;
+        const int halfHeight = size.height / 2;
+        // [top][left][bottom][right], as Rect lies in memory
+        mDistances =
+            _mm_setr_epi16(static_cast<int16_t>(-halfHeight), static_cast<int16_t>(-halfWidth),
+                           static_cast<int16_t>(size.height - halfHeight),
+                           static_cast<int16_t>(size.width - halfWidth), 0, 0, 0, 0);
+#endif
+    }
+
+    Rect At(int32_t x, int32_t y) const
+    {
+        Rect r;
+#if defined(__SSE2__)
+        const uint32_t yx = static_cast<uint32_t>(x) << 16 | (static_cast<uint32_t>(y) & 0xFFFF);
+        const __m128i at = _mm_shuffle_epi32(_mm_cvtsi32_si128(static_cast<int32_t>(yx)), 0);
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(&r), _mm_add_epi16(at, mDistances));
+#else
+        PlaceRect(x, y, mSize, &r);
+#endif
+        return r;
+    }
+
+  private:
+    RectSize mSize;
+#if defined(__SSE2__)
+    __m128i mDistances;
+#endif
+};
 
 // Brings p into lo <= SprRound(p) < hi by whole multiples of hi - lo,
 // keeping its fraction, exactly as stepping by one stage size at a time

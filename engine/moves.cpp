@@ -422,8 +422,8 @@ namespace {
 // coordinates already round onto the stage, where it would change nothing.
 inline void MoveAndMark(CSprite& sprite, double x, double y)
 {
-    const RectSize size = SpriteRectSize(sprite);
-    PlaceRect(RoundPosition(sprite.mX), RoundPosition(sprite.mY), size, &sprite.mRect);
+    const RectPlacer place(SpriteRectSize(sprite));
+    sprite.mRect = place.At(RoundPosition(sprite.mX), RoundPosition(sprite.mY));
     if (sprite.mVisible)
         MarkArea(*sprite.mList, sprite.mRect);
     sprite.mX = x;
@@ -437,7 +437,7 @@ inline void MoveAndMark(CSprite& sprite, double x, double y)
         h = RoundPosition(sprite.mX);
         v = RoundPosition(sprite.mY);
     }
-    PlaceRect(h, v, size, &sprite.mRect);
+    sprite.mRect = place.At(h, v);
     if (sprite.mVisible)
         MarkArea(*sprite.mList, sprite.mRect);
 }
