@@ -2,6 +2,7 @@
 // rectangles and the library's find cursor.
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif
@@ -146,7 +147,8 @@ inline void Grow(Rect& r, const Rect& by)
 
 // r clipped to the stage and merged, in one pass over the slots in index
 // order, with every slot it meets, which is freed; the index of the first
-// free slot, or -1.
+// free slot, which takes r, or -1. (The SSE2 pass leaves that slot's old
+// rectangle in it for the caller to overwrite.)
 int32_t MergeMark(CSpriteList& list, Rect& r)
 {
     int32_t firstEmpty = -1;
@@ -160,9 +162,12 @@ int32_t MergeMark(CSpriteList& list, Rect& r)
         const __m128i slot = Lanes(list.mRects[i]);
         if (HasArea(Corners(_mm_max_epi16(mark, slot), _mm_min_epi16(mark, slot)))) {
             mark = Corners(_mm_min_epi16(mark, slot), _mm_max_epi16(mark, slot));
-            Put(list.mRects[i], _mm_setzero_si128());
+            // The first slot freed takes the mark at the end; until then
+            // no pass reads it again, so it is not cleared in between.
             if (firstEmpty < 0)
                 firstEmpty = i;
+            else
+                Put(list.mRects[i], _mm_setzero_si128());
         } else if (firstEmpty < 0 && !HasArea(slot)) {
             firstEmpty = i;
         }
@@ -218,7 +223,10 @@ void MarkArea(CSpriteList& list, Rect r)
         slot = &list.mRects[list.mRectCount++];
     else
         return MergeIntoFullTable(list, r);
-    *slot = r;
+    // A mark within a slot leaves the slot as it was: not writing it then
+    // spares the next mark's pass the wait for this one's store.
+    if (std::memcmp(slot, &r, sizeof r) != 0)
+        *slot = r;
 }
 
 void CSpriteList::AddDisplayRect(CRect r)
