@@ -119,9 +119,6 @@ class RectPlacer
 // would for |p| < 2^53; hi must be greater than lo.
 void WrapCoordinate(double& p, int32_t lo, int32_t hi);
 
-// CSpriteList::AddDisplayRect(r), for the engine's own marks.
-void MarkArea(CSpriteList& list, Rect r);
-
 // Invalidates rectangle r of the view (view coordinates).
 void ViewSetNeedsDisplayInRect(HIViewRef view, Rect r);
 

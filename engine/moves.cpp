@@ -26,6 +26,7 @@
 #include <vector>
 
 #include "engine/engine_p.h"
+#include "engine/redisplay_p.h"
 #include "platform/coregraphics.h"
 
 namespace {
