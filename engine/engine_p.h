@@ -55,6 +55,11 @@ inline RectSize SpriteRectSize(const CSprite& sprite)
         number >= 0 && number < CImagePool::kSlots ? gImagePool.mImages[number] : nullptr;
     const int32_t w = picture ? picture->width : 0;
     const int32_t h = picture ? picture->height : 0;
+    // At the natural size the scaling gives the size itself, wherever 40
+    // times it fits 32 bits.
+    if (sprite.mSize == kNaturalSize && static_cast<uint32_t>(w) <= 0x7FFF &&
+        static_cast<uint32_t>(h) <= 0x7FFF)
+        return RectSize{static_cast<int16_t>(w), static_cast<int16_t>(h)};
     // 32-bit products wrap as the processor's do.
     const uint32_t size = static_cast<uint32_t>(static_cast<int32_t>(sprite.mSize));
     return RectSize{
