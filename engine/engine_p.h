@@ -86,7 +86,7 @@ inline void PlaceRect(int32_t x, int32_t y, RectSize size, Rect* out)
 class RectPlacer
 {
   public:
-    explicit RectPlacer(RectSize size) : mSize(size)
+    explicit RectPlacer(RectSize size)
     {
 #if defined(__SSE2__)
         const int halfWidth = size.width / 2;
@@ -96,6 +96,8 @@ class RectPlacer
             _mm_setr_epi16(static_cast<int16_t>(-halfHeight), static_cast<int16_t>(-halfWidth),
                            static_cast<int16_t>(size.height - halfHeight),
                            static_cast<int16_t>(size.width - halfWidth), 0, 0, 0, 0);
+#else
+        mSize = size;
 #endif
     }
 
@@ -113,9 +115,10 @@ class RectPlacer
     }
 
   private:
-    RectSize mSize;
 #if defined(__SSE2__)
     __m128i mDistances;
+#else
+    RectSize mSize;
 #endif
 };
 

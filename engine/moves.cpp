@@ -412,10 +412,6 @@ class PieceDrawer
     std::unordered_set<Piece, SegmentHash, SegmentEqual> mInPath;
 };
 
-} // namespace
-
-namespace {
-
 // The part of a move that every move shares: the old rectangle marked, the
 // position stored and wrapped, the new rectangle marked. Both rectangles
 // come from one reading of the picture's size (nothing in between changes
