@@ -26,6 +26,7 @@
 #include <vector>
 
 #include "engine/engine_p.h"
+#include "engine/redisplay_p.h"
 #include "platform/coregraphics.h"
 
 namespace {
@@ -411,26 +412,50 @@ class PieceDrawer
     std::unordered_set<Piece, SegmentHash, SegmentEqual> mInPath;
 };
 
+// The part of a move that every move shares: the old rectangle marked, the
+// position stored and wrapped, the new rectangle marked. Both rectangles
+// come from one reading of the picture's size (nothing in between changes
+// the picture, its pool slot or mSize), and the wrap is skipped when both
+// coordinates already round onto the stage, where it would change nothing.
+inline void MoveAndMark(CSprite& sprite, double x, double y)
+{
+    const RectPlacer place(SpriteRectSize(sprite));
+    sprite.mRect = place.At(RoundPosition(sprite.mX), RoundPosition(sprite.mY));
+    if (sprite.mVisible)
+        MarkArea(*sprite.mList, sprite.mRect);
+    sprite.mX = x;
+    sprite.mY = y;
+    int32_t h = RoundPosition(x);
+    int32_t v = RoundPosition(y);
+    const CRect& stage = sprite.mList->mBounds;
+    if (sprite.mWrap &&
+        !(h >= stage.left && h < stage.right && v >= stage.top && v < stage.bottom)) {
+        sprite.WrapXY();
+        h = RoundPosition(sprite.mX);
+        v = RoundPosition(sprite.mY);
+    }
+    sprite.mRect = place.At(h, v);
+    if (sprite.mVisible)
+        MarkArea(*sprite.mList, sprite.mRect);
+}
+
 } // namespace
 
 // A position that is not a finite number leaves the sprite where it is:
-// nothing moves, nothing is drawn, nothing is marked.
+// nothing moves, nothing is drawn, nothing is marked. A move with the pen up
+// keeps nothing for a line, so nothing is held across its marks.
 void CSprite::SetPos(double x, double y)
 {
     if (!std::isfinite(x) || !std::isfinite(y))
         return;
-    MakeRect(&mRect);
-    if (mVisible)
-        mList->AddDisplayRect(CRect(&mRect));
+    if (mPenMode == kPenUp) {
+        MoveAndMark(*this, x, y);
+        return;
+    }
     // The line starts from the pixel the sprite was shown at.
-    const double ox = static_cast<int16_t>(SprRound(&mX));
-    const double oy = static_cast<int16_t>(SprRound(&mY));
-    mX = x;
-    mY = y;
-    WrapXY();
-    MakeRect(&mRect);
-    if (mVisible)
-        mList->AddDisplayRect(CRect(&mRect));
+    const double ox = static_cast<int16_t>(RoundPosition(mX));
+    const double oy = static_cast<int16_t>(RoundPosition(mY));
+    MoveAndMark(*this, x, y);
     mList->DrawLine(ox, oy, x, y, mPenMode, mPenSize, &mPenColor, mOpacity, 0, nullptr, 0);
 }
 
@@ -438,17 +463,13 @@ void CSprite::SetPosPaint(double x, double y, uint32_t unused, GWorldPtr unusedW
 {
     if (!std::isfinite(x) || !std::isfinite(y))
         return;
-    MakeRect(&mRect);
-    if (mVisible)
-        mList->AddDisplayRect(CRect(&mRect));
+    if (mPenMode == kPenUp) {
+        MoveAndMark(*this, x, y);
+        return;
+    }
     const double ox = mX;
     const double oy = mY;
-    mX = x;
-    mY = y;
-    WrapXY();
-    MakeRect(&mRect);
-    if (mVisible)
-        mList->AddDisplayRect(CRect(&mRect));
+    MoveAndMark(*this, x, y);
     mList->DrawLine(ox, oy, x, y, mPenMode, mPenSize, &mPenColor, mOpacity, unused, unusedWorld,
                     antialias);
 }

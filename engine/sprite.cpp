@@ -9,8 +9,6 @@
 
 namespace {
 
-constexpr short kNaturalSize = 40;
-
 enum
 {
     kNoFrame = 0,
@@ -25,22 +23,6 @@ constexpr double kExactSteps = 9007199254740992.0; // 2^53
 
 // The widest or tallest picture a world can hold.
 constexpr uint32_t kWidestPicture = 0x7FFF;
-
-// 32-bit products and differences wrap as the processor's do.
-inline int32_t Product32(int32_t a, int32_t b)
-{
-    return static_cast<int32_t>(static_cast<uint32_t>(a) * static_cast<uint32_t>(b));
-}
-
-inline int32_t Difference32(int32_t a, int32_t b)
-{
-    return static_cast<int32_t>(static_cast<uint32_t>(a) - static_cast<uint32_t>(b));
-}
-
-inline int16_t Low16(int32_t value)
-{
-    return static_cast<int16_t>(value);
-}
 
 } // namespace
 
@@ -75,6 +57,9 @@ CImage* ShownPicture(int32_t number, int32_t size, short opacity)
 // stage) are taken one by one, with the rounding each may have.
 void WrapCoordinate(double& p, int32_t lo, int32_t hi)
 {
+    const int32_t rounded = RoundPosition(p);
+    if (rounded >= lo && rounded < hi)
+        return; // most moves stay on the stage
     const double extent = static_cast<double>(hi) - lo;
     if (std::fabs(p) >= kExactSteps)
         p = std::fmod(p, extent);
@@ -110,16 +95,7 @@ void WrapCoordinate(double& p, int32_t lo, int32_t hi)
 
 extern "C" int32_t SprRound(const double* value)
 {
-    const double v = *value;
-    if (v >= 0) {
-        const double t = v + 0.5;
-        return t >= 2147483647.0 ? INT32_MAX : static_cast<int32_t>(t);
-    }
-    if (v < 0) {
-        const double t = v - 0.499999;
-        return t <= -2147483648.0 ? INT32_MIN : static_cast<int32_t>(t);
-    }
-    return 0; // not a number
+    return RoundPosition(*value);
 }
 
 CSprite::CSprite(CSpriteList* list, int32_t refNum)
@@ -224,16 +200,7 @@ void CSprite::SendTo(int32_t z)
 
 void CSprite::MakeRect(Rect* out)
 {
-    const int32_t w = GetImageWidth(mImage);
-    const int32_t h = GetImageHeight(mImage);
-    const int16_t width = Low16(Product32(mSize, w) / kNaturalSize);
-    const int16_t height = Low16(Product32(mSize, h) / kNaturalSize);
-    const int32_t x = SprRound(&mX);
-    const int32_t y = SprRound(&mY);
-    out->left = Low16(Difference32(x, static_cast<int16_t>(width / 2)));
-    out->top = Low16(Difference32(y, static_cast<int16_t>(height / 2)));
-    out->right = Low16(int32_t{out->left} + width);
-    out->bottom = Low16(int32_t{out->top} + height);
+    PlaceRect(RoundPosition(mX), RoundPosition(mY), SpriteRectSize(*this), out);
 }
 
 Rect CSprite::GetRect()

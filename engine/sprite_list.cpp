@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "engine/engine_p.h"
+#include "engine/redisplay_p.h"
 #include "platform/coregraphics.h"
 
 SpriteCursor* priv = nullptr;
@@ -80,70 +81,27 @@ void CSpriteList::InitRedisplayRects()
     mRectCount = 0;
 }
 
-namespace {
-
-// The rectangle tests of the platform (SectRect, EmptyRect, UnionRect),
-// inline: every mark of every sprite change runs them over the whole table.
-inline bool Meets(const Rect& a, const Rect& b)
+void MergeIntoFullTable(CSpriteList& list, const Rect& r)
 {
-    return std::max(a.top, b.top) < std::min(a.bottom, b.bottom) &&
-           std::max(a.left, b.left) < std::min(a.right, b.right);
-}
-
-inline bool IsEmpty(const Rect& r)
-{
-    return r.bottom <= r.top || r.right <= r.left;
-}
-
-inline void Grow(Rect& r, const Rect& by)
-{
-    r.top = std::min(r.top, by.top);
-    r.left = std::min(r.left, by.left);
-    r.bottom = std::max(r.bottom, by.bottom);
-    r.right = std::max(r.right, by.right);
-}
-
-} // namespace
-
-// One pass over the slots in index order: a slot the mark meets is merged
-// into it and freed. The mark then takes the first free slot, or a new one.
-// When all 140 slots hold rectangles that the mark does not meet, it is
-// merged into the slot whose area grows least, so that it stays covered.
-void CSpriteList::AddDisplayRect(CRect r)
-{
-    SectRect(&r, &mBounds, &r);
-    int32_t firstEmpty = -1;
-    for (int32_t i = 0; i < mRectCount; i++) {
-        Rect& slot = mRects[i];
-        if (Meets(r, slot)) {
-            Grow(r, slot);
-            slot = Rect{0, 0, 0, 0};
-        }
-        if (firstEmpty < 0 && IsEmpty(slot))
-            firstEmpty = i;
-    }
-    if (firstEmpty >= 0) {
-        mRects[firstEmpty] = r;
-        return;
-    }
-    if (mRectCount < kMaxRects) {
-        mRects[mRectCount++] = r;
-        return;
-    }
-    if (r.IsRectEmpty())
+    if (EmptyRect(&r))
         return; // covers nothing
     int32_t best = 0;
     int64_t bestGrowth = INT64_MAX;
-    for (int32_t i = 0; i < kMaxRects; i++) {
+    for (int32_t i = 0; i < CSpriteList::kMaxRects; i++) {
         Rect merged;
-        UnionRect(&r, &mRects[i], &merged);
-        const int64_t growth = Area(merged) - Area(mRects[i]);
+        UnionRect(&r, &list.mRects[i], &merged);
+        const int64_t growth = Area(merged) - Area(list.mRects[i]);
         if (growth < bestGrowth) {
             bestGrowth = growth;
             best = i;
         }
     }
-    UnionRect(&r, &mRects[best], &mRects[best]);
+    UnionRect(&r, &list.mRects[best], &list.mRects[best]);
+}
+
+void CSpriteList::AddDisplayRect(CRect r)
+{
+    MarkArea(*this, r);
 }
 
 void CSpriteList::UpdateAll(Rect* r)

@@ -55,10 +55,10 @@ pack-literal-pair @ packing/compressor.cpp @ return k - 1; @ return k; @ a liter
 pack-last-bit @ packing/compressor.cpp @ *lastControl |= kLastBit; @ *lastControl |= 0; @ a row's last packet is not marked
 pack-size-word @ packing/compressor.cpp @ block[kSizeWord] = static_cast<uint32_t>(length); @ block[kSizeWord] = static_cast<uint32_t>(length + 4); @ the size word
 pack-row-bytes @ packing/compressor.cpp @ int64_t{rowBytes} < 4 * int64_t{width}) @ int64_t{rowBytes} <= 4 * int64_t{width}) @ rows exactly a row of pixels apart are refused
-redisplay-merge @ engine/sprite_list.cpp @ Grow(r, slot);\n            slot = Rect{0, 0, 0, 0}; @ Grow(r, slot); @ a merged slot is not freed
-redisplay-clip @ engine/sprite_list.cpp @ SectRect(&r, &mBounds, &r);\n @ (void)0;\n @ marks are not cut to the stage
-redisplay-reuse @ engine/sprite_list.cpp @ if (firstEmpty >= 0) {\n        mRects[firstEmpty] = r; @ if (false) {\n        mRects[firstEmpty] = r; @ a freed slot is not reused
-redisplay-full @ engine/sprite_list.cpp @ if (mRectCount < kMaxRects) { @ if (mRectCount < kMaxRects - 1) { @ the table holds 139 slots
+redisplay-merge @ engine/redisplay_p.h @ Put(list.mRects[i], _mm_setzero_si128()); @ (void)0; @ a merged slot is not freed
+redisplay-clip @ engine/redisplay_p.h @ mark = HasArea(cut) ? cut : _mm_setzero_si128(); @ (void)cut; @ marks are not cut to the stage
+redisplay-reuse @ engine/redisplay_p.h @ if (firstEmpty >= 0)\n        slot = &list.mRects[firstEmpty]; @ if (false)\n        slot = &list.mRects[firstEmpty]; @ a freed slot is not reused
+redisplay-full @ engine/redisplay_p.h @ list.mRectCount < CSpriteList::kMaxRects) @ list.mRectCount < CSpriteList::kMaxRects - 1) @ the table holds 139 slots
 redisplay-slots @ include/sprig/engine.h @ kMaxRects = 140 @ kMaxRects = 141 @ the table holds 141 slots
 redisplay-growth @ engine/sprite_list.cpp @ if (growth < bestGrowth) { @ if (growth <= bestGrowth) { @ a full table merges into the last of equal growths, not the first
 redisplay-factor @ engine/sprite_list.cpp @ r.bottom = Times(r.bottom, mFactor); @ r.bottom = Times(r.bottom, 1); @ the bottom of a mark is not zoomed

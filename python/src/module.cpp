@@ -328,7 +328,11 @@ PyTypeObject* gSpriteType = nullptr;
 SpriteRef* SpriteOf(PyObject* object)
 {
     auto* instance = reinterpret_cast<py::detail::instance*>(object);
-    auto* ref = static_cast<SpriteRef*>(instance->get_value_and_holder().value_ptr());
+    // An instance of the one registered class (or a Python subclass of it)
+    // holds its value in the simple layout.
+    auto* ref = static_cast<SpriteRef*>(instance->simple_layout
+                                            ? instance->simple_value_holder[0]
+                                            : instance->get_value_and_holder().value_ptr());
     if (!ref)
         PyErr_SetString(PyExc_TypeError, "a sprig.Sprite made without Stage.sprite()");
     return ref;
@@ -351,17 +355,26 @@ PyObject* Guarded(F&& f)
     return nullptr;
 }
 
+// float(value), taking exact floats and ints without the float object that
+// PyFloat_AsDouble makes of an int.
+inline bool Number(PyObject* value, double* out)
+{
+    if (PyFloat_CheckExact(value))
+        *out = PyFloat_AS_DOUBLE(value);
+    else if (PyLong_CheckExact(value))
+        *out = PyLong_AsDouble(value);
+    else
+        *out = PyFloat_AsDouble(value);
+    return !(*out == -1.0 && PyErr_Occurred());
+}
+
 bool TwoNumbers(PyObject* const* args, Py_ssize_t nargs, const char* call, double* a, double* b)
 {
     if (nargs != 2) {
         PyErr_Format(PyExc_TypeError, "%s takes 2 numbers, not %zd arguments", call, nargs);
         return false;
     }
-    *a = PyFloat_AsDouble(args[0]);
-    if (*a == -1.0 && PyErr_Occurred())
-        return false;
-    *b = PyFloat_AsDouble(args[1]);
-    return !(*b == -1.0 && PyErr_Occurred());
+    return Number(args[0], a) && Number(args[1], b);
 }
 
 PyObject* FastMove(PyObject* self, PyObject* const* args, Py_ssize_t nargs)
