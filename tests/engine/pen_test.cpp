@@ -12,11 +12,6 @@ namespace {
 constexpr uint32_t kMarker = 0xFFFEFFFF;
 constexpr uint32_t kErased = 0xFFFFFF00;
 
-struct Point2D
-{
-    int h, v;
-};
-
 class Pen : public Stage
 {
   protected:
@@ -44,26 +39,16 @@ class Pen : public Stage
 TEST(ClipArithmetic, SideOfExitAndClippedPoint)
 {
     CRect stage(short{0}, short{0}, short{40}, short{30});
-    const struct
-    {
-        int x1, y1, x2, y2, side;
-    } sides[] = {
-        {10, 10, 50, 10, 4},  // out through the right edge only
-        {20, 15, 50, 45, 8},  // both outside, but out through the bottom (at x = 34) first
-        {19, 14, 59, 44, 12}, // exactly through the corner pixel (39, 29)
-        {10, 10, -10, -30, 2},
-        {10, 10, 20, 20, 0},
-        // The first and last pixel columns and rows are inside.
-        {10, 10, 0, 0, 0},
-        {10, 10, 39, 29, 0},
-        {10, 10, 40, 29, 4},
-        {10, 10, 39, 30, 8},
-        {10, 10, 39, -1, 2},
-        {10, 10, -1, 29, 1},
-    };
+    // Out through the right edge only; both outside, but out through the
+    // bottom (at x = 34) first; exactly through the corner pixel (39, 29).
+    // The first and last pixel columns and rows are inside.
+    const int sides[][5] = {{10, 10, 50, 10, 4},   {20, 15, 50, 45, 8}, {19, 14, 59, 44, 12},
+                            {10, 10, -10, -30, 2}, {10, 10, 20, 20, 0}, {10, 10, 0, 0, 0},
+                            {10, 10, 39, 29, 0},   {10, 10, 40, 29, 4}, {10, 10, 39, 30, 8},
+                            {10, 10, 39, -1, 2},   {10, 10, -1, 29, 1}};
     for (const auto& c : sides)
-        EXPECT_EQ(CSpriteList::GetClipSide(stage, c.x1, c.y1, c.x2, c.y2), c.side)
-            << c.x2 << "," << c.y2;
+        EXPECT_EQ(CSpriteList::GetClipSide(stage, c[0], c[1], c[2], c[3]), c[4])
+            << c[2] << "," << c[3];
     // Products beyond 32 bits wrap instead of trapping.
     EXPECT_NO_FATAL_FAILURE(CSpriteList::GetClipSide(stage, -2000000000, 5, 2000000000, 7));
 
@@ -71,23 +56,19 @@ TEST(ClipArithmetic, SideOfExitAndClippedPoint)
     // left, 1 top, 2 right, 3 bottom): left then top lands on the top edge;
     // the clip rectangle's own right edge, not right - 1; ends less than a
     // pixel past the top and the right edge are clipped too.
-    const struct
-    {
-        double bx, by;
-        int side;
-        double x, y;
-    } clips[] = {{-10, -30, 1, 5, 0},
-                 {50, 10, 2, 40, 10},
-                 {20, 20, -1, 20, 20},
-                 {20, -0.5, 1, 10 + 100 / 10.5, 0},
-                 {40.5, 20, 2, 40, 10 + 300 / 30.5},
-                 {-20, 25, 0, 0, 15},
-                 {20, 40, 3, 10 + 200 / 30.0, 30}};
+    // {bx, by, result, clipped x, clipped y}
+    const double clips[][5] = {{-10, -30, 1, 5, 0},
+                               {50, 10, 2, 40, 10},
+                               {20, 20, -1, 20, 20},
+                               {20, -0.5, 1, 10 + 100 / 10.5, 0},
+                               {-20, 25, 0, 0, 15},
+                               {40.5, 20, 2, 40, 10 + 300 / 30.5},
+                               {20, 40, 3, 10 + 200 / 30.0, 30}};
     for (const auto& c : clips) {
-        double ax = 10, ay = 10, bx = c.bx, by = c.by;
-        EXPECT_EQ(CSpriteList::ClipLine(stage, ax, ay, bx, by), c.side) << c.bx << "," << c.by;
-        EXPECT_NEAR(bx, c.x, 1e-9);
-        EXPECT_NEAR(by, c.y, 1e-9);
+        double ax = 10, ay = 10, bx = c[0], by = c[1];
+        EXPECT_EQ(CSpriteList::ClipLine(stage, ax, ay, bx, by), c[2]) << c[0] << "," << c[1];
+        EXPECT_NEAR(bx, c[3], 1e-9);
+        EXPECT_NEAR(by, c[4], 1e-9);
         EXPECT_EQ(ax + ay, 20.0);
     }
 }
@@ -96,72 +77,45 @@ TEST(ClipArithmetic, SideOfExitAndClippedPoint)
 // from the edge it left by, a wide pen's end shown on both sides of an edge.
 TEST_F(Pen, LinesAcrossEdgesAreDrawnInPieces)
 {
-    const struct
-    {
-        double x1, y1, x2, y2;
-        int pen;
-        std::vector<Rect> pending;
-        size_t red;               // 0: not counted
-        std::vector<Rect> on;     // each holds a red pixel
-        std::vector<Point2D> off; // clear pixels
-    } cases[] = {
-        // Up to the right margin, then in from the left margin to x = 10.
-        {30,
-         10,
-         50,
-         10,
-         1,
-         {R(29, 9, 40, 11), R(0, 9, 11, 11)},
-         21,
-         {R(30, 10, 31, 11), R(39, 10, 40, 11), R(0, 10, 1, 11), R(10, 10, 11, 11)},
-         {{29, 10}, {11, 10}}},
-        // Right edge at y 26.5, then the bottom edge, then in at the top.
-        {30,
-         10,
-         50,
-         40,
-         1,
-         {R(29, 9, 40, 27), R(0, 22, 5, 30), R(1, 0, 11, 11)},
-         0,
-         {R(30, 10, 31, 11), R(10, 10, 11, 11), R(39, 20, 40, 27), R(0, 29, 5, 30), R(2, 0, 5, 1)},
-         {{20, 15}}},
-        // Ending in the margin: the pen's end shows on both sides.
-        {30,
-         10,
-         41,
-         10,
-         3,
-         {R(27, 7, 40, 13), R(0, 7, 4, 13)},
-         0,
-         {R(39, 9, 40, 10), R(39, 10, 40, 11), R(39, 11, 40, 12), R(0, 9, 1, 10), R(0, 10, 1, 11),
-          R(0, 11, 1, 12), R(2, 10, 3, 11)},
-         {{20, 10}, {5, 10}, {39, 13}}},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(testing::Message() << "to " << c.x2 << ", " << c.y2);
+    // A line and its pen; the red pixels' count (0: not counted); rectangles
+    // that each hold a red pixel, and rectangles left clear; the marks.
+    auto check = [&](std::vector<double> l, int pen, size_t count, std::vector<Rect> on,
+                     std::vector<Rect> off, std::vector<Rect> pending) {
+        SCOPED_TRACE(testing::Message() << "to " << l[2] << ", " << l[3]);
         MakeStage(kWidth, kHeight);
-        Line(c.x1, c.y1, c.x2, c.y2, c.pen, 0);
-        EXPECT_EQ(Pending(*list), c.pending);
-        for (const Rect& r : c.on) {
-            bool red = false;
-            for (int v = r.top; v < r.bottom; v++)
-                for (int h = r.left; h < r.right; h++)
-                    red = red || Pixel(background.get(), h, v) == kRed;
-            EXPECT_TRUE(red) << r;
-        }
-        for (const auto& p : c.off)
-            EXPECT_EQ(Pixel(background.get(), p.h, p.v), kClear) << p.h << "," << p.v;
+        Line(l[0], l[1], l[2], l[3], pen, 0);
+        EXPECT_EQ(Pending(*list), pending);
+        for (int want = 0; want < 2; want++)
+            for (const Rect& r : want ? on : off) {
+                size_t red = 0;
+                for (int v = r.top; v < r.bottom; v++)
+                    for (int h = r.left; h < r.right; h++)
+                        red += Pixel(background.get(), h, v) == kRed;
+                EXPECT_EQ(red > 0, want == 1) << r;
+            }
         // Every drawn pixel lies in a marked piece, and nothing else changed.
         const size_t red = Count(background.get(), kRed);
         EXPECT_EQ(red + Count(background.get(), kClear), size_t{kWidth} * kHeight);
-        EXPECT_TRUE(c.red == 0 || red == c.red) << red;
-        EXPECT_EQ(Mismatch(background.get(),
-                           [&](int h, int v) {
-                               const uint32_t p = Pixel(background.get(), h, v);
-                               return p == kRed && !InPending(h, v) ? kClear : p;
-                           }),
-                  "");
-    }
+        EXPECT_TRUE(count == 0 || red == count) << red;
+        for (int v = 0; v < kHeight; v++)
+            for (int h = 0; h < kWidth; h++)
+                EXPECT_TRUE(Pixel(background.get(), h, v) != kRed || InPending(h, v))
+                    << h << "," << v;
+    };
+    // Up to the right margin, then in from the left margin to x = 10.
+    check({30, 10, 50, 10}, 1, 21,
+          {R(30, 10, 31, 11), R(39, 10, 40, 11), R(0, 10, 1, 11), R(10, 10, 11, 11)},
+          {R(29, 10, 30, 11), R(11, 10, 12, 11)}, {R(29, 9, 40, 11), R(0, 9, 11, 11)});
+    // Right edge at y 26.5, then the bottom edge, then in at the top.
+    check({30, 10, 50, 40}, 1, 0,
+          {R(30, 10, 31, 11), R(10, 10, 11, 11), R(39, 20, 40, 27), R(0, 29, 5, 30), R(2, 0, 5, 1)},
+          {R(20, 15, 21, 16)}, {R(29, 9, 40, 27), R(0, 22, 5, 30), R(1, 0, 11, 11)});
+    // Ending in the margin: the pen's end shows on both sides.
+    check({30, 10, 41, 10}, 3, 0,
+          {R(39, 9, 40, 10), R(39, 10, 40, 11), R(39, 11, 40, 12), R(0, 9, 1, 10), R(0, 10, 1, 11),
+           R(0, 11, 1, 12), R(2, 10, 3, 11)},
+          {R(20, 10, 21, 11), R(5, 10, 6, 11), R(39, 13, 40, 14)},
+          {R(27, 7, 40, 13), R(0, 7, 4, 13)});
 }
 
 TEST_F(Pen, ZeroLengthMovesMarkADot)
