@@ -173,20 +173,6 @@ TEST_F(StageDrawing, EventRegionOfSeveralRectangles)
     DisposeRgn(area);
 }
 
-// A stage of zero size draws nothing and marks nothing.
-TEST_F(StageDrawing, StageOfZeroSize)
-{
-    MakeStage(0, 0);
-    RegisterSolid(300, 4, 4, kRed);
-    CSprite* s = Show(1, 300, 0, 0);
-    s->WrapXY();
-    View view(HIViewCreateOffscreen(10, 10));
-    list->Update(view.get());
-    EXPECT_EQ(HIViewCountInvalidRects(view.get()), 0);
-    Draw(view.get());
-    EXPECT_EQ(ViewPixel(view.get(), 0, 0), kClear);
-}
-
 // The redisplay contract, checked on a seeded random sequence of the
 // setters a host calls: every pixel that changes between two frames lies in
 // a rectangle the stage invalidated, and redrawing only those rectangles

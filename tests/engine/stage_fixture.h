@@ -94,6 +94,12 @@ inline std::string Mismatch(GWorldPtr world, uint32_t word)
     return Mismatch(world, [word](int, int) { return word; });
 }
 
+// A colour's channels, to compare at once.
+inline std::vector<int> Channels(const RGBColor& c)
+{
+    return {c.red, c.green, c.blue};
+}
+
 // How many pixels of a world hold `word`.
 inline size_t Count(GWorldPtr world, uint32_t word)
 {
