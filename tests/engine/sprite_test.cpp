@@ -180,46 +180,9 @@ TEST_F(Sprite, ZOrderAndSendTo)
     EXPECT_EQ(list->mSprites, (std::vector<CSprite*>{s[4], s[1], s[2], s[3], s[0]}));
 }
 
-TEST_F(Sprite, WrapKeepsTheFraction)
-{
-    CSprite* s = new CSprite(list.get(), 1);
-    const double cases[][4] = {{481.25, 10, 1.25, 10},      {-0.6, 10, 479.4, 10},
-                               {479.4, 359.5, 479.4, -0.5}, {960.0, -361, 0.0, 359},
-                               {1e12, 1e12, -1, -1},        {-1e15, 5, -1, 5}};
-    for (const auto& c : cases) {
-        s->mX = c[0];
-        s->mY = c[1];
-        s->WrapXY();
-        const int32_t x = SprRound(&s->mX), y = SprRound(&s->mY);
-        EXPECT_TRUE(x >= 0 && x < 480 && y >= 0 && y < 360) << c[0] << ", " << c[1];
-        if (c[2] != -1) {
-            EXPECT_DOUBLE_EQ(s->mX, c[2]) << c[0];
-        }
-        if (c[3] != -1) {
-            EXPECT_DOUBLE_EQ(s->mY, c[3]) << c[1];
-        }
-    }
-
-    // A stage that does not start at 0.
-    Rect bounds = R(100, 50, 200, 70);
-    list->ReInit(backdrop.get(), background.get(), sprites.get(), &bounds);
-    s->mX = 99.5;
-    s->mY = 70;
-    s->WrapXY();
-    EXPECT_DOUBLE_EQ(s->mX, 99.5); // rounds to 100: inside
-    s->mX = 99.4;
-    s->WrapXY();
-    EXPECT_DOUBLE_EQ(s->mX, 199.4);
-    EXPECT_DOUBLE_EQ(s->mY, 50);
-
-    s->mWrap = false;
-    s->mX = -1000;
-    s->WrapXY();
-    EXPECT_EQ(s->mX, -1000);
-}
-
-// Far positions come back exactly where stepping by one stage size at a time
-// brings them, each step with its own rounding, on stages anywhere.
+// Positions come back exactly where stepping by one stage size at a time
+// brings them, each step with its own rounding and the fraction kept, on
+// stages anywhere; far positions land on the stage.
 TEST_F(Sprite, WrapIsTheStepByStepRule)
 {
     auto stepwise = [](double p, int lo, int hi) {
@@ -229,31 +192,51 @@ TEST_F(Sprite, WrapIsTheStepByStepRule)
             p += hi - lo;
         return p;
     };
-    // Stages and positions where taking a remainder in one step would land
-    // a last bit away from the steps.
-    std::vector<std::array<double, 3>> cases = {
-        {131000.74768665859, -977, -966}, {-1776.0057912554059, 494, 495},
-        {-130850.48392050607, 710, 712},  {32509.111069134302, -387, -353},
-        {-524163.74755014695, 684, 689},
-    };
+    // {x, y, left, top, right, bottom}: the last ones where taking a
+    // remainder in one step would land a last bit away from the steps.
+    std::vector<std::array<double, 6>> cases = {{481.25, 10, 0, 0, 480, 360},
+                                                {-0.6, 10, 0, 0, 480, 360},
+                                                {479.4, 359.5, 0, 0, 480, 360},
+                                                {960.0, -361, 0, 0, 480, 360},
+                                                {99.5, 70, 100, 50, 200, 70},
+                                                {99.4, 70, 100, 50, 200, 70},
+                                                {131000.74768665859, 5, -977, 0, -966, 10},
+                                                {-1776.0057912554059, 5, 494, 0, 495, 10},
+                                                {-130850.48392050607, 5, 710, 0, 712, 10},
+                                                {32509.111069134302, 5, -387, 0, -353, 10},
+                                                {-524163.74755014695, 5, 684, 0, 689, 10}};
     std::mt19937_64 random(3);
     for (int i = 0; i < 200; i++) {
         const int lo = static_cast<int>(random() % 2000) - 1000;
         const int hi = lo + 1 + static_cast<int>(random() % 50);
         const double p = std::ldexp(static_cast<double>(random() % (int64_t{1} << 35)), -20) *
                          (random() % 2 ? 1 : -1);
-        cases.push_back({p, double(lo), double(hi)});
+        cases.push_back({p, 5, double(lo), 0, double(hi), 10});
     }
     CSprite* s = new CSprite(list.get(), 1);
     for (const auto& c : cases) {
-        Rect bounds = R(static_cast<int>(c[1]), 0, static_cast<int>(c[2]), 10);
+        Rect bounds = R(static_cast<int>(c[2]), static_cast<int>(c[3]), static_cast<int>(c[4]),
+                        static_cast<int>(c[5]));
         list->ReInit(backdrop.get(), background.get(), sprites.get(), &bounds);
         s->mX = c[0];
-        s->mY = 5;
+        s->mY = c[1];
         s->WrapXY();
-        ASSERT_EQ(s->mX, stepwise(c[0], static_cast<int>(c[1]), static_cast<int>(c[2])))
-            << std::setprecision(17) << c[0] << " on " << c[1] << ".." << c[2];
+        ASSERT_EQ(s->mX, stepwise(c[0], bounds.left, bounds.right))
+            << std::setprecision(17) << c[0] << " on " << c[2] << ".." << c[4];
+        ASSERT_EQ(s->mY, stepwise(c[1], bounds.top, bounds.bottom)) << c[1];
     }
+    Rect bounds = R(0, 0, 480, 360);
+    list->ReInit(backdrop.get(), background.get(), sprites.get(), &bounds);
+    for (double far : {1e12, -1e15}) {
+        s->mX = s->mY = far;
+        s->WrapXY();
+        const int32_t x = SprRound(&s->mX), y = SprRound(&s->mY);
+        EXPECT_TRUE(x >= 0 && x < 480 && y >= 0 && y < 360) << far;
+    }
+    s->mWrap = false;
+    s->mX = -1000;
+    s->WrapXY();
+    EXPECT_EQ(s->mX, -1000);
 }
 
 // Positions that round past 32 bits saturate; the rectangle keeps the low
