@@ -213,11 +213,21 @@ class FrameStage
     // surface, or "" when there is none.
     std::string Difference(const FrameStage& other) const
     {
-        const std::vector<uint32_t> mine = HostPixels(), theirs = other.HostPixels();
-        for (size_t i = 0; i < mine.size(); i++)
-            if (mine[i] != theirs[i])
-                return "host pixel " + std::to_string(i) + ": " + std::to_string(mine[i]) +
-                       " != " + std::to_string(theirs[i]);
+        if (mHost == Host::kCairo) {
+            cairo_surface_flush(mSurface.get());
+            cairo_surface_flush(other.mSurface.get());
+            const size_t bytes = 4 * static_cast<size_t>(mViewW * kH * mFactor);
+            if (std::memcmp(cairo_image_surface_get_data(mSurface.get()),
+                            cairo_image_surface_get_data(other.mSurface.get()), bytes) != 0)
+                return "the host's surface";
+        } else {
+            const std::string host =
+                mHost == Host::kContext
+                    ? Mismatch(mTarget.get(), other.mTarget.get())
+                    : Mismatch(HIViewGetGWorld(view.get()), HIViewGetGWorld(other.view.get()));
+            if (!host.empty())
+                return "host: " + host;
+        }
         return Mismatch(sprites.get(), other.sprites.get());
     }
 
@@ -260,24 +270,6 @@ class FrameStage
         } else {
             AltCGFrameRect(sprites.get(), &r, 0xFFFF, 0, 0, 255, 3, false);
         }
-    }
-
-    std::vector<uint32_t> HostPixels() const
-    {
-        if (mHost == Host::kCairo) {
-            cairo_surface_flush(mSurface.get());
-            const auto* data =
-                reinterpret_cast<const uint32_t*>(cairo_image_surface_get_data(mSurface.get()));
-            return std::vector<uint32_t>(data, data + mViewW * kH * mFactor);
-        }
-        GWorldPtr world = mHost == Host::kContext ? mTarget.get() : HIViewGetGWorld(view.get());
-        Rect b;
-        GetPortBounds(world, &b);
-        std::vector<uint32_t> out;
-        for (int v = 0; v < b.bottom; v++)
-            for (int h = 0; h < b.right; h++)
-                out.push_back(Pixel(world, h, v));
-        return out;
     }
 
     Host mHost;

@@ -83,11 +83,6 @@ TEST_F(HostStage, SpritesThroughTheExportedFunctions)
     EXPECT_EQ(Channels(c), (std::vector<int>{0xFFFF, 0x1234, 0}));
 
     CSprite* b = SprNewSprite(list, 8);
-    EXPECT_EQ(SprSetZ(b, 5), 0);
-    EXPECT_EQ(SprSetZ(b, 3), 5);
-    EXPECT_EQ(SprFindSprite(list), 7); // b went behind a
-    EXPECT_EQ(SprFindNextSprite(list), 8);
-    EXPECT_EQ(SprFindNextSprite(list), 0);
     SprSendTo(a, 10);
     EXPECT_EQ(SprFindSprite(list), 8);
 
