@@ -49,10 +49,7 @@ class SequencePaths : public Stage
         for (CSprite* s : plain.order)
             if (s->mVisible)
                 s->Output(expected.get());
-        for (int v = 0; v < kHeight; v++)
-            for (int h = 0; h < kWidth; h++)
-                ASSERT_EQ(Pixel(sprites.get(), h, v), Pixel(expected.get(), h, v))
-                    << "at (" << h << ", " << v << ")";
+        ASSERT_EQ(Mismatch(sprites.get(), expected.get()), "");
     }
 
     void ExpectFoundInOrder(const PlainSequence& plain)

@@ -58,47 +58,29 @@ TEST_F(SpriteList, NewStageIsPendingWholeAndUpdateEmptiesTheTable)
     EXPECT_EQ(Invalidated(view.get()), (std::vector<Rect>{R(0, 0, 30, 10), R(0, 350, 20, 360)}));
 }
 
-TEST_F(SpriteList, MergeTouchAndReuse)
-{
-    list->InitRedisplayRects();
-    Mark(10, 10, 20, 20);
-    Mark(15, 15, 30, 30);
-    EXPECT_EQ(Pending(*list), std::vector<Rect>{R(10, 10, 30, 30)});
-
-    list->InitRedisplayRects();
-    Mark(10, 10, 20, 20);
-    Mark(20, 10, 30, 20); // touches only
-    EXPECT_EQ(Pending(*list), (std::vector<Rect>{R(10, 10, 20, 20), R(20, 10, 30, 20)}));
-
-    list->InitRedisplayRects();
-    Mark(0, 0, 10, 10);
-    Mark(20, 0, 30, 10);
-    Mark(5, 0, 25, 10);
-    EXPECT_EQ(Pending(*list), (std::vector<Rect>{R(0, 0, 30, 10), R(0, 0, 0, 0)}));
-    Mark(100, 100, 110, 110); // into the freed slot, the count stays
-    EXPECT_EQ(Pending(*list), (std::vector<Rect>{R(0, 0, 30, 10), R(100, 100, 110, 110)}));
-
-    // One pass: slot 0 is looked at before the mark grows into it.
-    list->InitRedisplayRects();
-    Mark(0, 0, 10, 10);
-    Mark(0, 20, 15, 30);
-    Mark(12, 5, 20, 25);
-    EXPECT_EQ(Pending(*list), (std::vector<Rect>{R(0, 0, 10, 10), R(0, 5, 20, 30)}));
-}
-
 // With all 140 slots holding rectangles, a mark that meets none of them is
 // merged into one: the table never grows past 140 and every mark stays
 // covered.
 TEST_F(SpriteList, FullTableKeepsEveryMarkCovered)
 {
-    list->InitRedisplayRects();
     std::vector<Rect> marked;
-    for (int j = 0; j < 7; j++)
-        for (int i = 0; i < 20; i++) {
-            marked.push_back(R(20 * i, 20 * j, 20 * i + 2, 20 * j + 2));
-            list->UpdateAll(&marked.back());
-        }
-    ASSERT_EQ(list->mRectCount, 140);
+    auto fill = [&] {
+        list->InitRedisplayRects();
+        marked.clear();
+        for (int j = 0; j < 7; j++)
+            for (int i = 0; i < 20; i++) {
+                marked.push_back(R(20 * i, 20 * j, 20 * i + 2, 20 * j + 2));
+                list->UpdateAll(&marked.back());
+            }
+        ASSERT_EQ(list->mRectCount, 140);
+    };
+    // Of two slots that would grow alike, the first takes the mark.
+    fill();
+    Mark(10, 0, 12, 2);
+    EXPECT_EQ(list->mRects[0], R(0, 0, 12, 2));
+    EXPECT_EQ(list->mRects[1], R(20, 0, 22, 2));
+
+    fill();
     marked.push_back(R(450, 300, 460, 310));
     list->UpdateAll(&marked.back());
     EXPECT_EQ(list->mRectCount, 140);
@@ -132,15 +114,6 @@ TEST_F(SpriteList, FullTableKeepsEveryMarkCovered)
         if (!EmptyRect(&p))
             expected.push_back(p);
     EXPECT_EQ(Invalidated(view.get()), expected);
-
-    // Of two slots that would grow alike, the first takes the mark.
-    list->InitRedisplayRects();
-    for (int j = 0; j < 7; j++)
-        for (int i = 0; i < 20; i++)
-            Mark(20 * i, 20 * j, 20 * i + 2, 20 * j + 2);
-    Mark(10, 0, 12, 2);
-    EXPECT_EQ(list->mRects[0], R(0, 0, 12, 2));
-    EXPECT_EQ(list->mRects[1], R(20, 0, 22, 2));
 }
 
 // View rectangles are the stage's times the factor, kept in 16 bits.
@@ -214,19 +187,11 @@ TEST_F(SpriteList, PixelThroughBackgroundAndBackdrop)
     Pixel(background.get(), 6, 4) = Word(255, 255, 254, 255);
     // The sprite surface plays no part.
     Pixel(sprites.get(), 3, 4) = kRed;
-    RGBColor c = list->GetPixel(3, 4);
-    EXPECT_EQ(c.red, 0x0A0A);
-    EXPECT_EQ(c.green, 0x1414);
-    EXPECT_EQ(c.blue, 0x1E1E);
-    c = list->GetPixel(5, 4);
-    EXPECT_EQ(c.red, 0x0A0A);
-    c = list->GetPixel(6, 4);
-    EXPECT_EQ(c.red, 0xFFFF);
-    EXPECT_EQ(c.blue, 0xFEFE);
+    EXPECT_EQ(Channels(list->GetPixel(3, 4)), (std::vector<int>{0x0A0A, 0x1414, 0x1E1E}));
+    EXPECT_EQ(Channels(list->GetPixel(5, 4)), (std::vector<int>{0x0A0A, 0x1414, 0x1E1E}));
+    EXPECT_EQ(Channels(list->GetPixel(6, 4)), (std::vector<int>{0xFFFF, 0xFFFF, 0xFEFE}));
     // A background pixel of any other colour stands, black included.
-    c = list->GetPixel(7, 4);
-    EXPECT_EQ(c.red, 0);
-    EXPECT_EQ(c.green, 0);
+    EXPECT_EQ(Channels(list->GetPixel(7, 4)), (std::vector<int>{0, 0, 0}));
 }
 
 TEST_F(SpriteList, DestroyingTheStageDestroysItsSprites)

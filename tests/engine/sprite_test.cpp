@@ -180,47 +180,9 @@ TEST_F(Sprite, ZOrderAndSendTo)
     EXPECT_EQ(list->mSprites, (std::vector<CSprite*>{s[4], s[1], s[2], s[3], s[0]}));
 }
 
-TEST_F(Sprite, WrapKeepsTheFraction)
-{
-    CSprite* s = new CSprite(list.get(), 1);
-    const double cases[][4] = {
-        {481.25, 10, 1.25, 10},  {-0.6, 10, 479.4, 10}, {479.4, 359.5, 479.4, -0.5},
-        {960.0, -361, 0.0, 359}, {1e12, 1e12, -1, -1},  {-1e15, 5, -1, 5},
-    };
-    for (const auto& c : cases) {
-        s->mX = c[0];
-        s->mY = c[1];
-        s->WrapXY();
-        const int32_t x = SprRound(&s->mX), y = SprRound(&s->mY);
-        EXPECT_TRUE(x >= 0 && x < 480 && y >= 0 && y < 360) << c[0] << ", " << c[1];
-        if (c[2] != -1) {
-            EXPECT_DOUBLE_EQ(s->mX, c[2]) << c[0];
-        }
-        if (c[3] != -1) {
-            EXPECT_DOUBLE_EQ(s->mY, c[3]) << c[1];
-        }
-    }
-
-    // A stage that does not start at 0.
-    Rect bounds = R(100, 50, 200, 70);
-    list->ReInit(backdrop.get(), background.get(), sprites.get(), &bounds);
-    s->mX = 99.5;
-    s->mY = 70;
-    s->WrapXY();
-    EXPECT_DOUBLE_EQ(s->mX, 99.5); // rounds to 100: inside
-    s->mX = 99.4;
-    s->WrapXY();
-    EXPECT_DOUBLE_EQ(s->mX, 199.4);
-    EXPECT_DOUBLE_EQ(s->mY, 50);
-
-    s->mWrap = false;
-    s->mX = -1000;
-    s->WrapXY();
-    EXPECT_EQ(s->mX, -1000);
-}
-
-// Far positions come back exactly where stepping by one stage size at a time
-// brings them, each step with its own rounding, on stages anywhere.
+// Positions come back exactly where stepping by one stage size at a time
+// brings them, each step with its own rounding and the fraction kept, on
+// stages anywhere; far positions land on the stage.
 TEST_F(Sprite, WrapIsTheStepByStepRule)
 {
     auto stepwise = [](double p, int lo, int hi) {
@@ -230,31 +192,51 @@ TEST_F(Sprite, WrapIsTheStepByStepRule)
             p += hi - lo;
         return p;
     };
-    // Stages and positions where taking a remainder in one step would land
-    // a last bit away from the steps.
-    std::vector<std::array<double, 3>> cases = {
-        {131000.74768665859, -977, -966}, {-1776.0057912554059, 494, 495},
-        {-130850.48392050607, 710, 712},  {32509.111069134302, -387, -353},
-        {-524163.74755014695, 684, 689},
-    };
+    // {x, y, left, top, right, bottom}: the last ones where taking a
+    // remainder in one step would land a last bit away from the steps.
+    std::vector<std::array<double, 6>> cases = {{481.25, 10, 0, 0, 480, 360},
+                                                {-0.6, 10, 0, 0, 480, 360},
+                                                {479.4, 359.5, 0, 0, 480, 360},
+                                                {960.0, -361, 0, 0, 480, 360},
+                                                {99.5, 70, 100, 50, 200, 70},
+                                                {99.4, 70, 100, 50, 200, 70},
+                                                {131000.74768665859, 5, -977, 0, -966, 10},
+                                                {-1776.0057912554059, 5, 494, 0, 495, 10},
+                                                {-130850.48392050607, 5, 710, 0, 712, 10},
+                                                {32509.111069134302, 5, -387, 0, -353, 10},
+                                                {-524163.74755014695, 5, 684, 0, 689, 10}};
     std::mt19937_64 random(3);
     for (int i = 0; i < 200; i++) {
         const int lo = static_cast<int>(random() % 2000) - 1000;
         const int hi = lo + 1 + static_cast<int>(random() % 50);
         const double p = std::ldexp(static_cast<double>(random() % (int64_t{1} << 35)), -20) *
                          (random() % 2 ? 1 : -1);
-        cases.push_back({p, double(lo), double(hi)});
+        cases.push_back({p, 5, double(lo), 0, double(hi), 10});
     }
     CSprite* s = new CSprite(list.get(), 1);
     for (const auto& c : cases) {
-        Rect bounds = R(static_cast<int>(c[1]), 0, static_cast<int>(c[2]), 10);
+        Rect bounds = R(static_cast<int>(c[2]), static_cast<int>(c[3]), static_cast<int>(c[4]),
+                        static_cast<int>(c[5]));
         list->ReInit(backdrop.get(), background.get(), sprites.get(), &bounds);
         s->mX = c[0];
-        s->mY = 5;
+        s->mY = c[1];
         s->WrapXY();
-        ASSERT_EQ(s->mX, stepwise(c[0], static_cast<int>(c[1]), static_cast<int>(c[2])))
-            << std::setprecision(17) << c[0] << " on " << c[1] << ".." << c[2];
+        ASSERT_EQ(s->mX, stepwise(c[0], bounds.left, bounds.right))
+            << std::setprecision(17) << c[0] << " on " << c[2] << ".." << c[4];
+        ASSERT_EQ(s->mY, stepwise(c[1], bounds.top, bounds.bottom)) << c[1];
     }
+    Rect bounds = R(0, 0, 480, 360);
+    list->ReInit(backdrop.get(), background.get(), sprites.get(), &bounds);
+    for (double far : {1e12, -1e15}) {
+        s->mX = s->mY = far;
+        s->WrapXY();
+        const int32_t x = SprRound(&s->mX), y = SprRound(&s->mY);
+        EXPECT_TRUE(x >= 0 && x < 480 && y >= 0 && y < 360) << far;
+    }
+    s->mWrap = false;
+    s->mX = -1000;
+    s->WrapXY();
+    EXPECT_EQ(s->mX, -1000);
 }
 
 // Positions that round past 32 bits saturate; the rectangle keeps the low
@@ -295,6 +277,13 @@ TEST_F(Sprite, StageOfZeroSize)
     View view(HIViewCreateOffscreen(40, 30));
     list->Update(view.get());
     EXPECT_EQ(HIViewCountInvalidRects(view.get()), 0);
+    // Over worlds of no size too, where nothing is drawn either.
+    MakeStage(0, 0);
+    Show(1, 300, 0, 0)->WrapXY();
+    list->Update(view.get());
+    EXPECT_EQ(HIViewCountInvalidRects(view.get()), 0);
+    Draw(view.get());
+    EXPECT_EQ(Mismatch(HIViewGetGWorld(view.get()), kClear), "");
 }
 
 // Output draws the picture at mRect, and the frame one pixel above it.
@@ -305,22 +294,18 @@ TEST_F(Sprite, OutputStampAndFrame)
     CSprite* s = Show(1, 300, 10, 10); // rectangle (7, 8, 13, 12)
     ASSERT_EQ(s->mRect, R(7, 8, 13, 12));
 
+    // The frame rectangle (7, 7, 13, 11), one pixel above the sprite's, is
+    // stroked through pixel centres half a pixel lower: the line runs on the
+    // sprite's own outer pixels.
     auto check = [&](GWorldPtr world, short frame) {
-        for (int v = 0; v < 20; v++)
-            for (int h = 0; h < 20; h++) {
-                uint32_t want = kClear;
-                if (h >= 7 && h < 13 && v >= 8 && v < 12)
-                    want = kRed;
-                // The frame rectangle (7, 7, 13, 11), one pixel above the
-                // sprite's, is stroked through pixel centres half a pixel
-                // lower: the line runs on the sprite's own outer pixels.
-                const bool edge = (v == 8 || v == 11) ? (h >= 7 && h < 13)
-                                                      : (v > 8 && v < 11 && (h == 7 || h == 12));
-                if (frame == 1 && edge)
-                    want = kBlack;
-                ASSERT_EQ(Pixel(world, h, v), want)
-                    << "frame " << frame << " at " << h << ", " << v;
-            }
+        EXPECT_EQ(Mismatch(world,
+                           [frame](int h, int v) {
+                               const bool in = h >= 7 && h < 13 && v >= 8 && v < 12;
+                               const bool edge = in && (v == 8 || v == 11 || h == 7 || h == 12);
+                               return frame == 1 && edge ? kBlack : in ? kRed : kClear;
+                           }),
+                  "")
+            << "frame " << frame;
     };
     for (short frame : {0, 3, 1}) {
         FillOffscreen(sprites.get(), kClear);
@@ -345,9 +330,7 @@ TEST_F(Sprite, OutputStampAndFrame)
     s->SetVisible(false);
     s->Draw();
     s->Stamp();
-    for (int v = 0; v < 20; v++)
-        for (int h = 0; h < 20; h++)
-            ASSERT_EQ(Pixel(sprites.get(), h, v), kClear);
+    EXPECT_EQ(Mismatch(sprites.get(), kClear), "");
     check(background.get(), 0);
 
     // Scaled to no width, the picture draws nothing but its frame still
@@ -360,11 +343,11 @@ TEST_F(Sprite, OutputStampAndFrame)
     ASSERT_EQ(s->mRect, R(10, 9, 10, 12));
     FillOffscreen(sprites.get(), kClear);
     s->Output(sprites.get());
-    for (int v = 0; v < 20; v++)
-        for (int h = 0; h < 20; h++)
-            ASSERT_EQ(Pixel(sprites.get(), h, v),
-                      (h == 9 || h == 10) && v >= 9 && v < 12 ? kBlack : kClear)
-                << h << ", " << v;
+    EXPECT_EQ(Mismatch(sprites.get(),
+                       [](int h, int v) {
+                           return (h == 9 || h == 10) && v >= 9 && v < 12 ? kBlack : kClear;
+                       }),
+              "");
 }
 
 // A colorized picture takes the pen colour for its black pixels.
@@ -379,23 +362,6 @@ TEST_F(Sprite, ColorizedPictureUsesThePenColour)
     EXPECT_EQ(Pixel(sprites.get(), 3, 3), Word(0x40, 0x80, 0xC0, 255));
     EXPECT_EQ(Pixel(sprites.get(), 4, 3), Word(0x40, 0x80, 0xC0, 255));
     EXPECT_EQ(Pixel(sprites.get(), 4, 4), kClear); // not black: left out
-}
-
-TEST_F(Sprite, ColourUnderTheCentre)
-{
-    CSprite* s = new CSprite(list.get(), 1);
-    s->mX = 10.4;
-    s->mY = 20.6;
-    Pixel(background.get(), 10, 21) = kGreen;
-    Pixel(backdrop.get(), 10, 21) = kBlue;
-    RGBColor c = s->GetColorUnder();
-    EXPECT_EQ(c.red, 0);
-    EXPECT_EQ(c.green, 0xFFFF);
-    EXPECT_EQ(c.blue, 0);
-    Pixel(background.get(), 10, 21) = kWhite;
-    c = s->GetColorUnder();
-    EXPECT_EQ(c.blue, 0xFFFF);
-    EXPECT_EQ(c.red, 0);
 }
 
 } // namespace

@@ -8,6 +8,8 @@
 
 #include <cstdlib>
 #include <memory>
+#include <sstream>
+#include <string>
 #include <vector>
 
 #include "sprig/engine.h"
@@ -66,10 +68,117 @@ inline uint32_t ViewPixel(HIViewRef view, int h, int v)
     return Pixel(HIViewGetGWorld(view), h, v);
 }
 
+// The first pixel of a world whose word is not want(h, v), described, or ""
+// when every pixel is as wanted.
+template <typename Want>
+std::string Mismatch(GWorldPtr world, Want want)
+{
+    Rect b;
+    GetPortBounds(world, &b);
+    for (int v = 0; v < b.bottom; v++)
+        for (int h = 0; h < b.right; h++)
+            if (Pixel(world, h, v) != want(h, v)) {
+                std::ostringstream out;
+                out << std::hex << Pixel(world, h, v) << " instead of " << want(h, v) << std::dec
+                    << " at " << h << ", " << v;
+                return out.str();
+            }
+    return "";
+}
+inline std::string Mismatch(GWorldPtr world, GWorldPtr expected)
+{
+    return Mismatch(world, [expected](int h, int v) { return Pixel(expected, h, v); });
+}
+inline std::string Mismatch(GWorldPtr world, uint32_t word)
+{
+    return Mismatch(world, [word](int, int) { return word; });
+}
+
+// A colour's channels, to compare at once.
+inline std::vector<int> Channels(const RGBColor& c)
+{
+    return {c.red, c.green, c.blue};
+}
+
+// How many pixels of a world hold `word`.
+inline size_t Count(GWorldPtr world, uint32_t word)
+{
+    Rect b;
+    GetPortBounds(world, &b);
+    size_t n = 0;
+    for (int v = 0; v < b.bottom; v++)
+        for (int h = 0; h < b.right; h++)
+            n += Pixel(world, h, v) == word;
+    return n;
+}
+
+// Runs draw(context) on a context opened on a world.
+template <typename Draw>
+void InContext(GWorldPtr world, Draw draw)
+{
+    CGContextRef context = nullptr;
+    ASSERT_EQ(QDBeginCGContext(world, &context), noErr);
+    draw(context);
+    QDEndCGContext(world, &context);
+}
+
+// The union of some rectangles, as a region the caller disposes of.
+inline RgnHandle RegionOf(const std::vector<Rect>& rects)
+{
+    RgnHandle area = NewRgn(), one = NewRgn();
+    for (const Rect& r : rects) {
+        RectRgn(one, &r);
+        UnionRgn(area, one, area);
+    }
+    DisposeRgn(one);
+    return area;
+}
+
+// The host's draw event: the view's context, an event with the region
+// (none when null), UpdateControl.
+inline void DrawEvent(CSpriteList& list, HIViewRef view, RgnHandle region)
+{
+    EventRef event = CreateDrawEvent(region);
+    CGContextRef context = HIViewCreateDrawContext(view);
+    list.UpdateControl(context, view, event);
+    CGContextRelease(context);
+    ReleaseEvent(event);
+}
+
 // The pending rectangles of a stage, slots in use in order.
 inline std::vector<Rect> Pending(const CSpriteList& list)
 {
     return std::vector<Rect>(list.mRects, list.mRects + list.mRectCount);
+}
+
+// The stage drawn the plain way: the sprite surface cleared and each visible
+// sprite whose rectangle times the factor `meets` composited. The surface to
+// hand on (enlarged by replication into `enlarged` above factor 1), or null
+// when no sprite was drawn.
+template <typename Meets>
+GWorldPtr PlainSurface(CSpriteList& list, Meets meets, World& enlarged)
+{
+    GWorldPtr surface = list.mSpriteWorld;
+    FillOffscreen(surface, 0);
+    bool drawn = false;
+    for (CSprite* s : list.mSprites) {
+        Rect r = s->GetRect();
+        list.FactorRect(r);
+        if (s->mVisible && meets(r)) {
+            s->Output(surface);
+            drawn = true;
+        }
+    }
+    const int f = static_cast<int>(list.mFactor);
+    if (!drawn || f == 1)
+        return drawn ? surface : nullptr;
+    Rect src;
+    GetPortBounds(surface, &src);
+    Rect dst = R(0, 0, src.right * f, src.bottom * f);
+    enlarged = MakeWorld(dst.right, dst.bottom);
+    RGBColor white = {0xFFFF, 0xFFFF, 0xFFFF};
+    CopyBmBmBg(surface, enlarged.get(), &src, &dst, srcCopy, nullptr, &white);
+    return enlarged.get();
 }
 
 class Stage : public testing::Test
@@ -107,21 +216,12 @@ class Stage : public testing::Test
         return sprite;
     }
 
-    // The host's draw event: the view's context, an event with the region
-    // (none for a null area), UpdateControl.
+    // The host's draw event over one rectangle, or with no region.
     void Draw(HIViewRef view, const Rect* area = nullptr)
     {
-        RgnHandle region = nullptr;
-        if (area) {
-            region = NewRgn();
-            RectRgn(region, area);
-        }
-        EventRef event = CreateDrawEvent(region);
+        RgnHandle region = area ? RegionOf({*area}) : nullptr;
+        DrawEvent(*list, view, region);
         DisposeRgn(region);
-        CGContextRef context = HIViewCreateDrawContext(view);
-        list->UpdateControl(context, view, event);
-        CGContextRelease(context);
-        ReleaseEvent(event);
     }
 
     static constexpr int kWidth = 40;
