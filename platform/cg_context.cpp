@@ -586,6 +586,35 @@ void SetDefaultState(cairo_t* cr)
     cairo_new_path(cr);
 }
 
+// Has the pixels of the image being drawn made ready before they are read
+// (HIViewDrawPreparedCGImage): all of them (count -1), or the boxes given in
+// device pixels, the image's top-left pixel lying at (left, top).
+void PreparePixels(CGContextRef c, const pixman_box32_t* boxes, int count, int left, int top)
+{
+    const PreparePixelsProc prepare = c->preparePixels;
+    if (!prepare)
+        return;
+    std::vector<Rect> rects;
+    try {
+        rects.reserve(count > 0 ? static_cast<size_t>(count) : 0);
+    } catch (...) {
+        count = -1;
+    }
+    if (count < 0) {
+        c->preparePixels = nullptr;
+        prepare(c->prepareInfo, nullptr, -1);
+        return;
+    }
+    for (int i = 0; i < count; i++) {
+        Rect r;
+        SetRect(&r, static_cast<int16_t>(boxes[i].x1 - left),
+                static_cast<int16_t>(boxes[i].y1 - top), static_cast<int16_t>(boxes[i].x2 - left),
+                static_cast<int16_t>(boxes[i].y2 - top));
+        rects.push_back(r);
+    }
+    prepare(c->prepareInfo, rects.data(), count);
+}
+
 // Draws an image one to one at a whole-pixel place of a context on a world
 // straight from the image's pixels (cg_direct.cpp), leaving the world as
 // cairo would. Returns false, having drawn nothing, when the drawing is not
@@ -621,6 +650,7 @@ bool DrawImageDirectly(CGContextRef c, double x, double y, double w, double h, C
                                    {0, 0, pm->bounds.right, pm->bounds.bottom});
     if (box.Empty())
         return true;
+    PreparePixels(c, nullptr, -1, 0, 0);
     cairo_surface_flush(c->worldSurface);
     ForEachClippedBox(clip, box, [&](const PixelBox& part) {
         const uint8_t* src =
@@ -733,6 +763,7 @@ bool DrawImageOverCairo(CGContextRef c, double x, double y, double w, double h, 
     }
     int count = 0;
     const pixman_box32_t* boxes = pixman_region32_rectangles(&parts, &count);
+    PreparePixels(c, boxes, count, left, top);
     cairo_surface_flush(target);
     for (int i = 0; i < count; i++) {
         const PixelBox part = Intersect(box, {boxes[i].x1, boxes[i].y1, boxes[i].x2, boxes[i].y2});
@@ -841,6 +872,7 @@ bool StillOver(CGContextRef c, GWorldPtr world)
 CGContextRef OpenWorldContext(GWorldPtr world, bool yUp)
 {
     const PixMap* pm = &world->pixMap;
+    CompletePendingWork(pm);
     const int width = pm->bounds.right - pm->bounds.left;
     const int height = pm->bounds.bottom - pm->bounds.top;
     cairo_surface_t* surface =
@@ -893,6 +925,7 @@ OSStatus QDBeginCGContext(CGrafPtr port, CGContextRef* context)
     *context = nullptr;
     if (!port || !port->pixMap.baseAddr || port->pixMap.pixelSize != 32)
         return paramErr;
+    CompletePendingWork(port->pixMapPtr);
     ForgetDrawnBoxes(port->pixMapPtr);
     // Opening a cairo surface and context costs more than drawing many a
     // short line, so the world's last context is used again when it can be.
@@ -901,11 +934,15 @@ OSStatus QDBeginCGContext(CGrafPtr port, CGContextRef* context)
     if (parked && StillOver(parked, port)) {
         cairo_surface_mark_dirty(parked->worldSurface); // the pixels may have changed
         *context = parked;
+        port->openContexts++;
         return noErr;
     }
     CGContextRelease(parked);
     *context = OpenWorldContext(port, true);
-    return *context ? noErr : memFullErr;
+    if (!*context)
+        return memFullErr;
+    port->openContexts++;
+    return noErr;
 }
 
 OSStatus QDEndCGContext(CGrafPtr port, CGContextRef* context)
@@ -914,6 +951,7 @@ OSStatus QDEndCGContext(CGrafPtr port, CGContextRef* context)
         return paramErr;
     CGContextRef c = *context;
     *context = nullptr;
+    port->openContexts--;
     if (!port->parkedContext && c->yUp && ResetForParking(c))
         port->parkedContext = c;
     else
@@ -1115,6 +1153,7 @@ void CGContextDrawImage(CGContextRef c, CGRect rect, CGImageRef image)
     } else if (DrawImageOverCairo(c, x, y, w, h, image)) {
         return;
     }
+    PreparePixels(c, nullptr, -1, 0, 0);
     cairo_surface_t* pixels = CairoSurfaceOfImage(image);
     if (!pixels)
         return;
