@@ -508,9 +508,22 @@ void PrepareSurface(void* info, const Rect* boxes, int32_t count)
                             4 * static_cast<size_t>(box.left),
                         0, 4 * static_cast<size_t>(box.right - box.left));
     }
-    for (const SpriteDraw& draw : p->frame->draws)
-        for (int32_t i = 0; i < count; i++)
-            CompositeWithin(p->surface, draw, boxes[i]);
+    // Boxes in bands from top to bottom (as a region lists them) are looked
+    // through from the first that reaches below a draw's top; any others
+    // from the first.
+    bool banded = true;
+    for (int32_t i = 1; banded && i < count; i++)
+        banded = boxes[i].top >= boxes[i - 1].top && boxes[i].bottom >= boxes[i - 1].bottom;
+    for (const SpriteDraw& draw : p->frame->draws) {
+        const Rect* box = boxes;
+        if (banded)
+            box = std::upper_bound(boxes, boxes + count, draw.place.top,
+                                   [](int16_t top, const Rect& b) { return top < b.bottom; });
+        for (; box < boxes + count && (!banded || box->top < draw.place.bottom); box++)
+            if (box->left < draw.place.right && draw.place.left < box->right &&
+                box->top < draw.place.bottom && draw.place.top < box->bottom)
+                CompositeWithin(p->surface, draw, *box);
+    }
 }
 
 // The frame drawn with the sprites composited into the surface only where
@@ -541,7 +554,8 @@ bool DrawDeferred(CSpriteList& list, CGContextRef context, HIViewRef view, RgnHa
             if (!sprite->mVisible)
                 continue;
             Rect r = sprite->GetRect();
-            list.FactorRect(r);
+            if (list.mFactor != 1)
+                list.FactorRect(r);
             if (r.right <= extent.left || r.left >= extent.right || r.bottom <= extent.top ||
                 r.top >= extent.bottom || !RectMeetsRgn(&r, area))
                 continue;

@@ -681,16 +681,28 @@ bool ClipWithin(cairo_t* cr, const PixelBox& box, pixman_region32_t* parts)
         cairo_rectangle_list_t* list = cairo_copy_clip_rectangle_list(cr);
         cairo_restore(cr);
         whole = list->status == CAIRO_STATUS_SUCCESS;
+        // Made in one go: a region grown a rectangle at a time costs the
+        // square of the many rectangles a damaged frame's clip can have.
+        std::vector<pixman_box32_t> boxes;
+        try {
+            boxes.reserve(whole ? static_cast<size_t>(list->num_rectangles) : 0);
+        } catch (...) {
+            whole = false;
+        }
         for (int i = 0; whole && i < list->num_rectangles; i++) {
             const cairo_rectangle_t& r = list->rectangles[i];
             whole = WholePixels(r.x) && WholePixels(r.y) && WholePixels(r.width) &&
                     WholePixels(r.height);
             if (whole && r.width > 0 && r.height > 0)
-                whole = pixman_region32_union_rect(
-                    parts, parts, static_cast<int>(r.x), static_cast<int>(r.y),
-                    static_cast<unsigned>(r.width), static_cast<unsigned>(r.height));
+                boxes.push_back({static_cast<int32_t>(r.x), static_cast<int32_t>(r.y),
+                                 static_cast<int32_t>(r.x + r.width),
+                                 static_cast<int32_t>(r.y + r.height)});
         }
         cairo_rectangle_list_destroy(list);
+        if (whole) {
+            pixman_region32_fini(parts);
+            whole = pixman_region32_init_rects(parts, boxes.data(), static_cast<int>(boxes.size()));
+        }
     });
     return whole;
 }
