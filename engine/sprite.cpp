@@ -26,6 +26,20 @@ constexpr double kExactSteps = 9007199254740992.0; // 2^53
 // The widest or tallest picture a world can hold.
 constexpr uint32_t kWidestPicture = 0x7FFF;
 
+// SprRound's rule, inlined where every sprite of a stage is rounded.
+inline int32_t RoundToPixel(double v)
+{
+    if (v >= 0) {
+        const double t = v + 0.5;
+        return t >= 2147483647.0 ? INT32_MAX : static_cast<int32_t>(t);
+    }
+    if (v < 0) {
+        const double t = v - 0.499999;
+        return t <= -2147483648.0 ? INT32_MIN : static_cast<int32_t>(t);
+    }
+    return 0; // not a number
+}
+
 // 32-bit products and differences wrap as the processor's do.
 inline int32_t Product32(int32_t a, int32_t b)
 {
@@ -110,16 +124,7 @@ void WrapCoordinate(double& p, int32_t lo, int32_t hi)
 
 extern "C" int32_t SprRound(const double* value)
 {
-    const double v = *value;
-    if (v >= 0) {
-        const double t = v + 0.5;
-        return t >= 2147483647.0 ? INT32_MAX : static_cast<int32_t>(t);
-    }
-    if (v < 0) {
-        const double t = v - 0.499999;
-        return t <= -2147483648.0 ? INT32_MIN : static_cast<int32_t>(t);
-    }
-    return 0; // not a number
+    return RoundToPixel(*value);
 }
 
 CSprite::CSprite(CSpriteList* list, int32_t refNum)
@@ -224,12 +229,16 @@ void CSprite::SendTo(int32_t z)
 
 void CSprite::MakeRect(Rect* out)
 {
-    const int32_t w = GetImageWidth(mImage);
-    const int32_t h = GetImageHeight(mImage);
+    // GetImageWidth and GetImageHeight of mImage, with one look into the
+    // pool: a stage computes every sprite's rectangle for each frame.
+    const CImage* natural =
+        mImage >= 0 && mImage < CImagePool::kSlots ? gImagePool.mImages[mImage] : nullptr;
+    const int32_t w = natural ? natural->width : 0;
+    const int32_t h = natural ? natural->height : 0;
     const int16_t width = Low16(Product32(mSize, w) / kNaturalSize);
     const int16_t height = Low16(Product32(mSize, h) / kNaturalSize);
-    const int32_t x = SprRound(&mX);
-    const int32_t y = SprRound(&mY);
+    const int32_t x = RoundToPixel(mX);
+    const int32_t y = RoundToPixel(mY);
     out->left = Low16(Difference32(x, static_cast<int16_t>(width / 2)));
     out->top = Low16(Difference32(y, static_cast<int16_t>(height / 2)));
     out->right = Low16(int32_t{out->left} + width);
