@@ -480,50 +480,102 @@ struct Preparation
     GWorldPtr surface;
     DeferredFrame* frame;
     bool complete;
+    // The draws that meet each row of cells, in drawing order: draws
+    // rowDraws[rowStart[r]] to rowDraws[rowStart[r + 1] - 1] meet pixel rows
+    // kRowCell * r to kRowCell * (r + 1) - 1. Made for the first band.
+    std::vector<uint32_t> rowStart, rowDraws, scratch;
 };
 
-void PrepareSurface(void* info, const Rect* boxes, int32_t count)
+constexpr int kRowCell = 16;
+
+void IndexRows(Preparation& p, int height)
 {
-    auto* p = static_cast<Preparation*>(info);
-    if (count < 0) {
-        p->frame->dirt.Clear(p->surface);
-        StLock lock(p->surface);
-        for (const SpriteDraw& draw : p->frame->draws)
-            Composite(p->surface, draw);
-        p->complete = true;
-        return;
-    }
+    const int rows = (height + kRowCell - 1) / kRowCell;
+    p.rowStart.assign(static_cast<size_t>(rows) + 1, 0);
+    const std::vector<SpriteDraw>& draws = p.frame->draws;
+    const auto eachRow = [&](auto use) {
+        for (size_t i = 0; i < draws.size(); i++) {
+            const int top = std::max<int>(draws[i].place.top, 0);
+            const int bottom = std::min<int>(draws[i].place.bottom, height);
+            for (int r = top / kRowCell; top < bottom && r <= (bottom - 1) / kRowCell; r++)
+                use(static_cast<size_t>(r), static_cast<uint32_t>(i));
+        }
+    };
+    eachRow([&](size_t r, uint32_t) { p.rowStart[r + 1]++; });
+    for (size_t r = 0; r < static_cast<size_t>(rows); r++)
+        p.rowStart[r + 1] += p.rowStart[r];
+    p.rowDraws.resize(p.rowStart.back());
+    p.scratch.assign(p.rowStart.begin(), p.rowStart.end() - 1);
+    eachRow([&](size_t r, uint32_t i) { p.rowDraws[p.scratch[r]++] = i; });
+}
+
+// The boxes cleared, and each draw that meets them composited within them,
+// in drawing order.
+void PrepareBoxes(Preparation& p, const Rect* boxes, int32_t count)
+{
     Rect bounds;
-    GetPortBounds(p->surface, &bounds);
-    StLock lock(p->surface);
-    PixMapHandle pm = GetGWorldPixMap(p->surface);
+    GetPortBounds(p.surface, &bounds);
+    if (p.rowStart.empty())
+        IndexRows(p, bounds.bottom);
+    StLock lock(p.surface);
+    PixMapHandle pm = GetGWorldPixMap(p.surface);
     auto* base = reinterpret_cast<uint8_t*>(GetPixBaseAddr(pm));
     const auto rowBytes = static_cast<size_t>(GetPixRowBytes(pm));
+    int top = bounds.bottom, bottom = 0;
     for (int32_t i = 0; i < count; i++) {
         Rect box;
         if (!SectRect(&boxes[i], &bounds, &box))
             continue;
+        top = std::min<int>(top, box.top);
+        bottom = std::max<int>(bottom, box.bottom);
         for (int v = box.top; v < box.bottom; v++)
             std::memset(base + static_cast<size_t>(v) * rowBytes +
                             4 * static_cast<size_t>(box.left),
                         0, 4 * static_cast<size_t>(box.right - box.left));
     }
-    // Boxes in bands from top to bottom (as a region lists them) are looked
-    // through from the first that reaches below a draw's top; any others
-    // from the first.
-    bool banded = true;
-    for (int32_t i = 1; banded && i < count; i++)
-        banded = boxes[i].top >= boxes[i - 1].top && boxes[i].bottom >= boxes[i - 1].bottom;
-    for (const SpriteDraw& draw : p->frame->draws) {
-        const Rect* box = boxes;
-        if (banded)
-            box = std::upper_bound(boxes, boxes + count, draw.place.top,
-                                   [](int16_t top, const Rect& b) { return top < b.bottom; });
-        for (; box < boxes + count && (!banded || box->top < draw.place.bottom); box++)
-            if (box->left < draw.place.right && draw.place.left < box->right &&
-                box->top < draw.place.bottom && draw.place.top < box->bottom)
-                CompositeWithin(p->surface, draw, *box);
+    if (top >= bottom)
+        return;
+    // The draws of the rows of cells the boxes reach: those of one row as
+    // they are, those of several merged back into drawing order.
+    const size_t first = static_cast<size_t>(top / kRowCell);
+    const size_t last = static_cast<size_t>((bottom - 1) / kRowCell);
+    const uint32_t* rows = p.rowDraws.data();
+    const uint32_t* from = rows + p.rowStart[first];
+    const uint32_t* to = rows + p.rowStart[first + 1];
+    if (last > first) {
+        p.scratch.assign(from, rows + p.rowStart[last + 1]);
+        std::sort(p.scratch.begin(), p.scratch.end());
+        p.scratch.erase(std::unique(p.scratch.begin(), p.scratch.end()), p.scratch.end());
+        from = p.scratch.data();
+        to = from + p.scratch.size();
     }
+    for (; from < to; from++) {
+        const SpriteDraw& draw = p.frame->draws[*from];
+        for (int32_t i = 0; i < count; i++) {
+            const Rect& box = boxes[i];
+            if (box.left < draw.place.right && draw.place.left < box.right &&
+                box.top < draw.place.bottom && draw.place.top < box.bottom)
+                CompositeWithin(p.surface, draw, box);
+        }
+    }
+}
+
+void PrepareSurface(void* info, const Rect* boxes, int32_t count)
+{
+    auto* p = static_cast<Preparation*>(info);
+    if (count >= 0) {
+        try {
+            PrepareBoxes(*p, boxes, count);
+            return;
+        } catch (...) {
+            // No room for the index: the whole surface is made ready.
+        }
+    }
+    p->frame->dirt.Clear(p->surface);
+    StLock lock(p->surface);
+    for (const SpriteDraw& draw : p->frame->draws)
+        Composite(p->surface, draw);
+    p->complete = true;
 }
 
 // The frame drawn with the sprites composited into the surface only where
@@ -574,7 +626,7 @@ bool DrawDeferred(CSpriteList& list, CGContextRef context, HIViewRef view, RgnHa
     } catch (...) {
         return false;
     }
-    Preparation preparation = {surface, frame, false};
+    Preparation preparation = {surface, frame, false, {}, {}, {}};
     if (drawn)
         HandToView(surface, context, view, frame->drawn, PrepareSurface, &preparation);
     if (preparation.complete || PixelsInUse(surface)) {

@@ -588,31 +588,28 @@ void SetDefaultState(cairo_t* cr)
 
 // Has the pixels of the image being drawn made ready before they are read
 // (HIViewDrawPreparedCGImage): all of them (count -1), or the boxes given in
-// device pixels, the image's top-left pixel lying at (left, top).
-void PreparePixels(CGContextRef c, const pixman_box32_t* boxes, int count, int left, int top)
+// device pixels, the image's top-left pixel lying at (left, top), written
+// into rects (whose room is reserved: when it is short, all are made ready).
+void PreparePixels(CGContextRef c, const pixman_box32_t* boxes, int count, int left, int top,
+                   std::vector<Rect>* rects = nullptr)
 {
     const PreparePixelsProc prepare = c->preparePixels;
     if (!prepare)
         return;
-    std::vector<Rect> rects;
-    try {
-        rects.reserve(count > 0 ? static_cast<size_t>(count) : 0);
-    } catch (...) {
-        count = -1;
-    }
-    if (count < 0) {
+    if (count < 0 || !rects || rects->capacity() < static_cast<size_t>(count)) {
         c->preparePixels = nullptr;
         prepare(c->prepareInfo, nullptr, -1);
         return;
     }
+    rects->clear();
     for (int i = 0; i < count; i++) {
         Rect r;
         SetRect(&r, static_cast<int16_t>(boxes[i].x1 - left),
                 static_cast<int16_t>(boxes[i].y1 - top), static_cast<int16_t>(boxes[i].x2 - left),
                 static_cast<int16_t>(boxes[i].y2 - top));
-        rects.push_back(r);
+        rects->push_back(r);
     }
-    prepare(c->prepareInfo, rects.data(), count);
+    prepare(c->prepareInfo, rects->data(), count);
 }
 
 // Draws an image one to one at a whole-pixel place of a context on a world
@@ -775,9 +772,24 @@ bool DrawImageOverCairo(CGContextRef c, double x, double y, double w, double h, 
     }
     int count = 0;
     const pixman_box32_t* boxes = pixman_region32_rectangles(&parts, &count);
-    PreparePixels(c, boxes, count, left, top);
+    std::vector<Rect> rects;
+    if (c->preparePixels) {
+        try {
+            rects.reserve(static_cast<size_t>(count));
+        } catch (...) {
+            PreparePixels(c, nullptr, -1, 0, 0);
+        }
+    }
     cairo_surface_flush(target);
     for (int i = 0; i < count; i++) {
+        // A band of boxes (a region's boxes of one band share their top) is
+        // made ready just before it is drawn, while it is in the cache.
+        if (i == 0 || boxes[i].y1 != boxes[i - 1].y1) {
+            int end = i + 1;
+            while (end < count && boxes[end].y1 == boxes[i].y1)
+                end++;
+            PreparePixels(c, boxes + i, end - i, left, top, &rects);
+        }
         const PixelBox part = Intersect(box, {boxes[i].x1, boxes[i].y1, boxes[i].x2, boxes[i].y2});
         if (part.Empty())
             continue;

@@ -125,9 +125,10 @@ OSStatus HIViewDrawCGImageWithin(CGContextRef c, const HIRect* rect, CGImageRef 
 // The same for an image whose pixels are made ready only when asked: before
 // any pixel is read, prepare(info, boxes, count) is called with the image's
 // pixels about to be read (disjoint boxes in the image's own pixels, y
-// down, listed as a region lists them: in bands from top to bottom, the
-// boxes of a band sharing its top and bottom), or with count -1 when any
-// pixel may be read.
+// down), or with count -1 when any pixel may be read. Drawn one to one, the
+// image is read a band at a time, and each call hands over one band: boxes
+// from left to right that share their top and bottom, a band below the one
+// before.
 using PreparePixelsProc = void (*)(void* info, const Rect* boxes, int32_t count);
 OSStatus HIViewDrawPreparedCGImage(CGContextRef c, const HIRect* rect, CGImageRef image,
                                    RgnHandle area, PreparePixelsProc prepare, void* info);
