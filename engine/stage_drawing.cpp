@@ -24,10 +24,13 @@
 // last draw left sprites (see ClearSpriteSurface).
 #include <algorithm>
 #include <cstring>
+#include <memory>
 #include <vector>
 
 #include "engine/engine_p.h"
+#include "images/picture_versions_p.h"
 #include "platform/coregraphics.h"
+#include "sprig/packing.h"
 #include "sprig/transfer.h"
 
 namespace {
@@ -47,27 +50,196 @@ void ClearSurface(GWorldPtr surface)
                     static_cast<size_t>(bounds.bottom) * static_cast<size_t>(GetPixRowBytes(pm)));
 }
 
-// The sprite surface made all transparent, as ClearSurface makes it. Where
-// the last draw recorded the boxes it drew into (and nothing has written
-// into the surface since), every other pixel is 0 already, and only those
-// boxes are cleared: a frame that draws a few sprites on a large stage then
-// costs the sprites' area, not the stage's.
+// Where the sprite surface may hold pixels other than 0: everything (then
+// the whole of its memory, row padding included, is cleared as ClearSurface
+// clears it), or a set of boxes, kept as they are while they are few and as
+// cells of 16 x 16 pixels beyond that.
+class Dirt
+{
+  public:
+    explicit Dirt(const Rect& bounds)
+        : mBounds(bounds), mColumns((bounds.right + kCell - 1) / kCell),
+          mRows((bounds.bottom + kCell - 1) / kCell)
+    {
+    }
+
+    void MarkAll() { mAll = true; }
+
+    void Mark(const Rect& box)
+    {
+        Rect r;
+        if (mAll || !SectRect(&box, &mBounds, &r))
+            return;
+        if (mCells.empty() && mBoxes.size() < kFewBoxes) {
+            mBoxes.push_back(r);
+            return;
+        }
+        if (mCells.empty()) {
+            mCells.assign(static_cast<size_t>(mColumns) * static_cast<size_t>(mRows), 0);
+            for (const Rect& b : mBoxes)
+                MarkCells(b);
+            mBoxes.clear();
+        }
+        MarkCells(r);
+    }
+
+    // Every pixel that may be other than 0 made 0.
+    void Clear(GWorldPtr surface) const
+    {
+        if (mAll) {
+            ClearSurface(surface);
+            return;
+        }
+        StLock lock(surface);
+        PixMapHandle pm = GetGWorldPixMap(surface);
+        auto* base = reinterpret_cast<uint8_t*>(GetPixBaseAddr(pm));
+        const auto rowBytes = static_cast<size_t>(GetPixRowBytes(pm));
+        ForEachBox([base, rowBytes](const Rect& box) {
+            for (int v = box.top; v < box.bottom; v++)
+                std::memset(base + static_cast<size_t>(v) * rowBytes +
+                                4 * static_cast<size_t>(box.left),
+                            0, 4 * static_cast<size_t>(box.right - box.left));
+        });
+    }
+
+  private:
+    template <class Use>
+    void ForEachBox(Use use) const
+    {
+        for (const Rect& box : mBoxes)
+            use(box);
+        for (int row = 0; !mCells.empty() && row < mRows; row++) {
+            const uint8_t* cells = &mCells[static_cast<size_t>(row * mColumns)];
+            for (int column = 0; column < mColumns;) {
+                if (!cells[column]) {
+                    column++;
+                    continue;
+                }
+                const int first = column;
+                while (column < mColumns && cells[column])
+                    column++;
+                Rect r;
+                r.left = static_cast<int16_t>(first * kCell);
+                r.top = static_cast<int16_t>(row * kCell);
+                r.right = static_cast<int16_t>(std::min<int>(column * kCell, mBounds.right));
+                r.bottom = static_cast<int16_t>(std::min<int>((row + 1) * kCell, mBounds.bottom));
+                use(r);
+            }
+        }
+    }
+
+    void MarkCells(const Rect& r)
+    {
+        const int first = r.left / kCell, last = (r.right - 1) / kCell;
+        for (int row = r.top / kCell; row <= (r.bottom - 1) / kCell; row++)
+            std::memset(&mCells[static_cast<size_t>(row * mColumns + first)], 1,
+                        static_cast<size_t>(last - first + 1));
+    }
+
+    static constexpr int kCell = 16;
+    static constexpr size_t kFewBoxes = 64;
+    Rect mBounds;
+    int mColumns, mRows;
+    bool mAll = false;
+    std::vector<Rect> mBoxes;    // while there are few
+    std::vector<uint8_t> mCells; // beyond that
+};
+
+// What Output does for a sprite without a frame whose picture is drawn at
+// its own size: the packed picture's part `source` composited at `place`,
+// tinted or not.
+struct SpriteDraw
+{
+    const uint32_t* picture;
+    Rect source;
+    Rect place;
+    bool tinted;
+    RGBColor tint;
+};
+
+void Composite(GWorldPtr surface, const SpriteDraw& draw)
+{
+    CompositePackedPicture(draw.picture, &draw.source, surface, &draw.place,
+                           draw.tinted ? &draw.tint : nullptr);
+}
+
+// The part of a draw within box: the same pixels as the whole draw gives
+// there, since each pixel is composited on its own.
+void CompositeWithin(GWorldPtr surface, const SpriteDraw& draw, const Rect& box)
+{
+    Rect place;
+    if (!SectRect(&draw.place, &box, &place))
+        return;
+    Rect source = draw.source;
+    OffsetRect(&source, static_cast<int16_t>(place.left - draw.place.left),
+               static_cast<int16_t>(place.top - draw.place.top));
+    CompositePackedPicture(draw.picture, &source, surface, &place,
+                           draw.tinted ? &draw.tint : nullptr);
+}
+
+// A frame whose sprites are composited into the sprite surface only where
+// the view needs them at once; the rest waits until something looks at the
+// surface (SetPendingWork). `dirt` covers every pixel that is not 0 once
+// the draws are done, and `drawn` the draws' boxes, handed to
+// SetDrawnBoxes once the surface is complete.
+struct DeferredFrame
+{
+    explicit DeferredFrame(const Rect& bounds) : dirt(bounds) {}
+
+    Dirt dirt;
+    std::vector<SpriteDraw> draws;
+    std::vector<Rect> drawn;
+};
+
+// The frame's surface made complete: all cleared, every draw done whole.
+void Complete(GWorldPtr surface, DeferredFrame& frame)
+{
+    frame.dirt.Clear(surface);
+    StLock lock(surface);
+    for (const SpriteDraw& draw : frame.draws)
+        Composite(surface, draw);
+    SetDrawnBoxes(surface, std::move(frame.drawn));
+}
+
+void CompleteDeferred(GWorldPtr surface, void* state)
+{
+    std::unique_ptr<DeferredFrame> frame(static_cast<DeferredFrame*>(state));
+    Complete(surface, *frame);
+}
+
+void DropDeferred(void* state)
+{
+    delete static_cast<DeferredFrame*>(state);
+}
+
+// Where the sprite surface may hold pixels other than 0, taken from what the
+// last draw left: a deferred frame, or the boxes it drew, or nothing known.
+Dirt TakeDirt(GWorldPtr surface, const Rect& bounds)
+{
+    if (void* state = TakePendingWork(surface)) {
+        std::unique_ptr<DeferredFrame> previous(static_cast<DeferredFrame*>(state));
+        return std::move(previous->dirt);
+    }
+    Dirt dirt(bounds);
+    std::vector<Rect> drawn;
+    if (TakeDrawnBoxes(surface, &drawn)) {
+        for (const Rect& box : drawn)
+            dirt.Mark(box);
+    } else {
+        dirt.MarkAll();
+    }
+    return dirt;
+}
+
+// The sprite surface made all transparent, as ClearSurface makes it: where
+// the last draw recorded what it drew into (and nothing has written into
+// the surface since), only that is cleared, so that a frame that draws a
+// few sprites on a large stage costs the sprites' area, not the stage's.
 void ClearSpriteSurface(GWorldPtr surface)
 {
-    std::vector<Rect> drawn;
-    if (!TakeDrawnBoxes(surface, &drawn)) {
-        ClearSurface(surface);
-        return;
-    }
-    StLock lock(surface);
-    PixMapHandle pm = GetGWorldPixMap(surface);
-    auto* base = reinterpret_cast<uint8_t*>(GetPixBaseAddr(pm));
-    const auto rowBytes = static_cast<size_t>(GetPixRowBytes(pm));
-    for (const Rect& box : drawn)
-        for (int v = box.top; v < box.bottom; v++)
-            std::memset(base + static_cast<size_t>(v) * rowBytes +
-                            4 * static_cast<size_t>(box.left),
-                        0, 4 * static_cast<size_t>(box.right - box.left));
+    Rect bounds;
+    GetPortBounds(surface, &bounds);
+    TakeDirt(surface, bounds).Clear(surface);
 }
 
 // The area the sprites of one draw cover, kept as cells of 16 x 16 pixels
@@ -218,19 +390,27 @@ GWorldPtr Enlarged(GWorldPtr surface, const Rect& bounds, const Rect& scaled,
     return enlarged;
 }
 
+// Whether the view maps pixel for pixel onto the surface.
+bool ViewFits(HIViewRef view, const Rect& bounds, HIRect* viewBounds)
+{
+    return HIViewGetBounds(view, viewBounds) == noErr &&
+           viewBounds->size.width == bounds.right - bounds.left &&
+           viewBounds->size.height == bounds.bottom - bounds.top;
+}
+
 // Composites the surface by its alpha over the whole view. When the surface
 // and the view have the same size, only the pixels within the sprites'
 // boxes are looked at (the rest are transparent, and leave the view as it
-// is); else all of it is scaled over the view.
+// is), and made ready by prepare first when it is given; else all of it is
+// scaled over the view.
 void HandToView(GWorldPtr surface, CGContextRef context, HIViewRef view,
-                const std::vector<Rect>& boxes)
+                const std::vector<Rect>& boxes, PreparePixelsProc prepare = nullptr,
+                void* info = nullptr)
 {
     Rect bounds;
     GetPortBounds(surface, &bounds);
     HIRect viewBounds;
-    if (HIViewGetBounds(view, &viewBounds) != noErr ||
-        viewBounds.size.width != bounds.right - bounds.left ||
-        viewBounds.size.height != bounds.bottom - bounds.top) {
+    if (!ViewFits(view, bounds, &viewBounds)) {
         DrawOffscreenToHIView(surface, context, view, kCGImageAlphaFirst);
         return;
     }
@@ -246,10 +426,218 @@ void HandToView(GWorldPtr surface, CGContextRef context, HIViewRef view,
     CGImageRef image =
         CGImageCreate(static_cast<size_t>(bounds.right), height, 8, 32, rowBytes, space,
                       kCGImageAlphaFirst, provider, nullptr, false, kCGRenderingIntentDefault);
-    HIViewDrawCGImageWithin(context, &viewBounds, image, area);
+    if (prepare)
+        HIViewDrawPreparedCGImage(context, &viewBounds, image, area, prepare, info);
+    else
+        HIViewDrawCGImageWithin(context, &viewBounds, image, area);
     CGImageRelease(image);
     CGColorSpaceRelease(space);
     CGDataProviderRelease(provider);
+}
+
+// What Output(surface) is about to draw for a sprite, found as Output finds
+// it (the pool's picture at the sprite's size and opacity, whose fields are
+// left as Output leaves them): nothing, one SpriteDraw, or something else
+// (a frame, a picture scaled on the way, a picture of the older encoding).
+enum class Drawing
+{
+    kNothing,
+    kDraw,
+    kOther
+};
+
+Drawing DrawingOf(CSprite* sprite, SpriteDraw* draw)
+{
+    if (sprite->mFrame == 1 || sprite->mFrame == 2)
+        return Drawing::kOther;
+    CImage* picture = ShownPicture(sprite->mImage, sprite->mSize, sprite->mOpacity);
+    if (!picture)
+        return Drawing::kNothing;
+    // As CImage::Stretch takes the picture's part and place.
+    Rect whole;
+    SetRect(&whole, 0, 0, static_cast<int16_t>(picture->width),
+            static_cast<int16_t>(picture->height));
+    Rect source = sprite->mRect;
+    OffsetRect(&source, static_cast<int16_t>(-source.left), static_cast<int16_t>(-source.top));
+    SectRect(&source, &whole, &source);
+    const Rect& place = sprite->mRect;
+    if (source.right - source.left != place.right - place.left ||
+        source.bottom - source.top != place.bottom - place.top ||
+        std::memcmp(picture->data + 1, Signature, 8) != 0)
+        return Drawing::kOther;
+    picture->native = true;
+    picture->width = static_cast<int32_t>(picture->data[4]);
+    picture->height = static_cast<int32_t>(picture->data[5]);
+    *draw = SpriteDraw{picture->data, source, place, IsColorizedImage(sprite->mImage),
+                       sprite->mPenColor};
+    return Drawing::kDraw;
+}
+
+// A deferred frame while the view reads the surface: the parts read are
+// cleared and drawn first, or the whole surface is completed.
+struct Preparation
+{
+    GWorldPtr surface;
+    DeferredFrame* frame;
+    bool complete;
+    // The draws that meet each row of cells, in drawing order: draws
+    // rowDraws[rowStart[r]] to rowDraws[rowStart[r + 1] - 1] meet pixel rows
+    // kRowCell * r to kRowCell * (r + 1) - 1. Made for the first band.
+    std::vector<uint32_t> rowStart, rowDraws, scratch;
+};
+
+constexpr int kRowCell = 16;
+
+void IndexRows(Preparation& p, int height)
+{
+    const int rows = (height + kRowCell - 1) / kRowCell;
+    p.rowStart.assign(static_cast<size_t>(rows) + 1, 0);
+    const std::vector<SpriteDraw>& draws = p.frame->draws;
+    const auto eachRow = [&](auto use) {
+        for (size_t i = 0; i < draws.size(); i++) {
+            const int top = std::max<int>(draws[i].place.top, 0);
+            const int bottom = std::min<int>(draws[i].place.bottom, height);
+            for (int r = top / kRowCell; top < bottom && r <= (bottom - 1) / kRowCell; r++)
+                use(static_cast<size_t>(r), static_cast<uint32_t>(i));
+        }
+    };
+    eachRow([&](size_t r, uint32_t) { p.rowStart[r + 1]++; });
+    for (size_t r = 0; r < static_cast<size_t>(rows); r++)
+        p.rowStart[r + 1] += p.rowStart[r];
+    p.rowDraws.resize(p.rowStart.back());
+    p.scratch.assign(p.rowStart.begin(), p.rowStart.end() - 1);
+    eachRow([&](size_t r, uint32_t i) { p.rowDraws[p.scratch[r]++] = i; });
+}
+
+// The boxes cleared, and each draw that meets them composited within them,
+// in drawing order.
+void PrepareBoxes(Preparation& p, const Rect* boxes, int32_t count)
+{
+    Rect bounds;
+    GetPortBounds(p.surface, &bounds);
+    if (p.rowStart.empty())
+        IndexRows(p, bounds.bottom);
+    StLock lock(p.surface);
+    PixMapHandle pm = GetGWorldPixMap(p.surface);
+    auto* base = reinterpret_cast<uint8_t*>(GetPixBaseAddr(pm));
+    const auto rowBytes = static_cast<size_t>(GetPixRowBytes(pm));
+    int top = bounds.bottom, bottom = 0;
+    for (int32_t i = 0; i < count; i++) {
+        Rect box;
+        if (!SectRect(&boxes[i], &bounds, &box))
+            continue;
+        top = std::min<int>(top, box.top);
+        bottom = std::max<int>(bottom, box.bottom);
+        for (int v = box.top; v < box.bottom; v++)
+            std::memset(base + static_cast<size_t>(v) * rowBytes +
+                            4 * static_cast<size_t>(box.left),
+                        0, 4 * static_cast<size_t>(box.right - box.left));
+    }
+    if (top >= bottom)
+        return;
+    // The draws of the rows of cells the boxes reach: those of one row as
+    // they are, those of several merged back into drawing order.
+    const size_t first = static_cast<size_t>(top / kRowCell);
+    const size_t last = static_cast<size_t>((bottom - 1) / kRowCell);
+    const uint32_t* rows = p.rowDraws.data();
+    const uint32_t* from = rows + p.rowStart[first];
+    const uint32_t* to = rows + p.rowStart[first + 1];
+    if (last > first) {
+        p.scratch.assign(from, rows + p.rowStart[last + 1]);
+        std::sort(p.scratch.begin(), p.scratch.end());
+        p.scratch.erase(std::unique(p.scratch.begin(), p.scratch.end()), p.scratch.end());
+        from = p.scratch.data();
+        to = from + p.scratch.size();
+    }
+    for (; from < to; from++) {
+        const SpriteDraw& draw = p.frame->draws[*from];
+        for (int32_t i = 0; i < count; i++) {
+            const Rect& box = boxes[i];
+            if (box.left < draw.place.right && draw.place.left < box.right &&
+                box.top < draw.place.bottom && draw.place.top < box.bottom)
+                CompositeWithin(p.surface, draw, box);
+        }
+    }
+}
+
+void PrepareSurface(void* info, const Rect* boxes, int32_t count)
+{
+    auto* p = static_cast<Preparation*>(info);
+    if (count >= 0) {
+        try {
+            PrepareBoxes(*p, boxes, count);
+            return;
+        } catch (...) {
+            // No room for the index: the whole surface is made ready.
+        }
+    }
+    p->frame->dirt.Clear(p->surface);
+    StLock lock(p->surface);
+    for (const SpriteDraw& draw : p->frame->draws)
+        Composite(p->surface, draw);
+    p->complete = true;
+}
+
+// The frame drawn with the sprites composited into the surface only where
+// the view reads it, the rest left as deferred work on the surface (done
+// at once when the surface's pixels are locked or a context is open on it
+// as the frame ends). False, with nothing drawn, when some sprite that
+// meets the area is drawn otherwise than as a SpriteDraw, or a picture was
+// destroyed while the sprites' pictures were found (one found before might
+// be gone).
+bool DrawDeferred(CSpriteList& list, CGContextRef context, HIViewRef view, RgnHandle area,
+                  DeferredFrame* frame)
+{
+    GWorldPtr surface = list.mSpriteWorld;
+    Rect bounds;
+    GetPortBounds(surface, &bounds);
+    HIRect viewBounds;
+    if (list.mFactor > 1 || !ViewFits(view, bounds, &viewBounds))
+        return false;
+    const uint64_t destroyed = PicturesDestroyed();
+    bool drawn = false;
+    Cover cover(bounds);
+    Rect extent;
+    GetRegionBounds(area, &extent);
+    // A picture that cannot be found (or memory that runs out) is left to
+    // the plain way, which meets the same failure where Output meets it.
+    try {
+        for (CSprite* sprite : list.mSprites) {
+            if (!sprite->mVisible)
+                continue;
+            Rect r = sprite->GetRect();
+            if (list.mFactor != 1)
+                list.FactorRect(r);
+            if (r.right <= extent.left || r.left >= extent.right || r.bottom <= extent.top ||
+                r.top >= extent.bottom || !RectMeetsRgn(&r, area))
+                continue;
+            SpriteDraw draw;
+            const Drawing drawing = DrawingOf(sprite, &draw);
+            if (drawing == Drawing::kOther || PicturesDestroyed() != destroyed)
+                return false;
+            if (drawing == Drawing::kDraw)
+                frame->draws.push_back(draw);
+            drawn = true;
+            cover.AddSprite(sprite->mRect);
+        }
+        frame->drawn = cover.Boxes(1);
+        for (const Rect& box : frame->drawn)
+            frame->dirt.Mark(box);
+    } catch (...) {
+        return false;
+    }
+    Preparation preparation = {surface, frame, false, {}, {}, {}};
+    if (drawn)
+        HandToView(surface, context, view, frame->drawn, PrepareSurface, &preparation);
+    if (preparation.complete || PixelsInUse(surface)) {
+        if (!preparation.complete)
+            PrepareSurface(&preparation, nullptr, -1);
+        SetDrawnBoxes(surface, std::move(frame->drawn));
+        delete frame;
+    } else {
+        SetPendingWork(surface, PendingWork{CompleteDeferred, DropDeferred, frame});
+    }
+    return true;
 }
 
 } // namespace
@@ -258,7 +646,8 @@ void CSpriteList::UpdateControl(CGContextRef context, HIViewRef view, EventRef e
 {
     Rect bounds;
     GetPortBounds(mSpriteWorld, &bounds);
-    ClearSpriteSurface(mSpriteWorld);
+    std::unique_ptr<DeferredFrame> frame(new DeferredFrame(bounds));
+    frame->dirt = TakeDirt(mSpriteWorld, bounds);
     Rect scaled = bounds;
     FactorRect(scaled);
 
@@ -271,7 +660,12 @@ void CSpriteList::UpdateControl(CGContextRef context, HIViewRef view, EventRef e
         RectRgn(whole, &bounds);
         area = whole;
     }
+    if (DrawDeferred(*this, context, view, area, frame.get())) {
+        frame.release();
+        return;
+    }
 
+    frame->dirt.Clear(mSpriteWorld);
     bool drawn = false;
     Cover cover(bounds);
     Rect extent;

@@ -121,6 +121,9 @@ CImage::CImage(char* recordBytes)
 
 CImage::~CImage()
 {
+    // Work put off on a surface may still read this picture's pixels.
+    CompleteAllPendingWork();
+    NotePictureDestroyed();
     ForgetPicture(this);
     std::free(data);
     delete derived;

@@ -74,6 +74,7 @@ KeptTable& Table()
 }
 
 uint64_t gClock = 0;
+uint64_t gDestroyed = 0;
 // Spares used after this tick belong to the current operation.
 uint64_t gPinned = 0;
 uint64_t gSpareBytes = 0;
@@ -397,6 +398,16 @@ bool SolidPixelsMeet(CImage* a, int32_t ax, int32_t ay, CImage* b, int32_t bx, i
         }
     }
     return false;
+}
+
+uint64_t PicturesDestroyed()
+{
+    return gDestroyed;
+}
+
+void NotePictureDestroyed()
+{
+    gDestroyed++;
 }
 
 void ForgetPicture(const CImage* picture)

@@ -59,6 +59,11 @@ CImage* PictureVersion(CImage* natural, int32_t size, short opacity);
 bool SolidPixelsMeet(CImage* a, int32_t ax, int32_t ay, CImage* b, int32_t bx, int32_t by,
                      int32_t columns, int32_t rows);
 
+// How many pictures have been destroyed so far: a picture handed out stays
+// valid for as long as this stays the same. The destructor notes each.
+uint64_t PicturesDestroyed();
+void NotePictureDestroyed();
+
 // Destroys what is kept for the picture; its destructor calls it.
 void ForgetPicture(const CImage* picture);
 

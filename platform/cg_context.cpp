@@ -586,6 +586,32 @@ void SetDefaultState(cairo_t* cr)
     cairo_new_path(cr);
 }
 
+// Has the pixels of the image being drawn made ready before they are read
+// (HIViewDrawPreparedCGImage): all of them (count -1), or the boxes given in
+// device pixels, the image's top-left pixel lying at (left, top), written
+// into rects (whose room is reserved: when it is short, all are made ready).
+void PreparePixels(CGContextRef c, const pixman_box32_t* boxes, int count, int left, int top,
+                   std::vector<Rect>* rects = nullptr)
+{
+    const PreparePixelsProc prepare = c->preparePixels;
+    if (!prepare)
+        return;
+    if (count < 0 || !rects || rects->capacity() < static_cast<size_t>(count)) {
+        c->preparePixels = nullptr;
+        prepare(c->prepareInfo, nullptr, -1);
+        return;
+    }
+    rects->clear();
+    for (int i = 0; i < count; i++) {
+        Rect r;
+        SetRect(&r, static_cast<int16_t>(boxes[i].x1 - left),
+                static_cast<int16_t>(boxes[i].y1 - top), static_cast<int16_t>(boxes[i].x2 - left),
+                static_cast<int16_t>(boxes[i].y2 - top));
+        rects->push_back(r);
+    }
+    prepare(c->prepareInfo, rects->data(), count);
+}
+
 // Draws an image one to one at a whole-pixel place of a context on a world
 // straight from the image's pixels (cg_direct.cpp), leaving the world as
 // cairo would. Returns false, having drawn nothing, when the drawing is not
@@ -621,6 +647,7 @@ bool DrawImageDirectly(CGContextRef c, double x, double y, double w, double h, C
                                    {0, 0, pm->bounds.right, pm->bounds.bottom});
     if (box.Empty())
         return true;
+    PreparePixels(c, nullptr, -1, 0, 0);
     cairo_surface_flush(c->worldSurface);
     ForEachClippedBox(clip, box, [&](const PixelBox& part) {
         const uint8_t* src =
@@ -651,16 +678,28 @@ bool ClipWithin(cairo_t* cr, const PixelBox& box, pixman_region32_t* parts)
         cairo_rectangle_list_t* list = cairo_copy_clip_rectangle_list(cr);
         cairo_restore(cr);
         whole = list->status == CAIRO_STATUS_SUCCESS;
+        // Made in one go: a region grown a rectangle at a time costs the
+        // square of the many rectangles a damaged frame's clip can have.
+        std::vector<pixman_box32_t> boxes;
+        try {
+            boxes.reserve(whole ? static_cast<size_t>(list->num_rectangles) : 0);
+        } catch (...) {
+            whole = false;
+        }
         for (int i = 0; whole && i < list->num_rectangles; i++) {
             const cairo_rectangle_t& r = list->rectangles[i];
             whole = WholePixels(r.x) && WholePixels(r.y) && WholePixels(r.width) &&
                     WholePixels(r.height);
             if (whole && r.width > 0 && r.height > 0)
-                whole = pixman_region32_union_rect(
-                    parts, parts, static_cast<int>(r.x), static_cast<int>(r.y),
-                    static_cast<unsigned>(r.width), static_cast<unsigned>(r.height));
+                boxes.push_back({static_cast<int32_t>(r.x), static_cast<int32_t>(r.y),
+                                 static_cast<int32_t>(r.x + r.width),
+                                 static_cast<int32_t>(r.y + r.height)});
         }
         cairo_rectangle_list_destroy(list);
+        if (whole) {
+            pixman_region32_fini(parts);
+            whole = pixman_region32_init_rects(parts, boxes.data(), static_cast<int>(boxes.size()));
+        }
     });
     return whole;
 }
@@ -733,8 +772,24 @@ bool DrawImageOverCairo(CGContextRef c, double x, double y, double w, double h, 
     }
     int count = 0;
     const pixman_box32_t* boxes = pixman_region32_rectangles(&parts, &count);
+    std::vector<Rect> rects;
+    if (c->preparePixels) {
+        try {
+            rects.reserve(static_cast<size_t>(count));
+        } catch (...) {
+            PreparePixels(c, nullptr, -1, 0, 0);
+        }
+    }
     cairo_surface_flush(target);
     for (int i = 0; i < count; i++) {
+        // A band of boxes (a region's boxes of one band share their top) is
+        // made ready just before it is drawn, while it is in the cache.
+        if (i == 0 || boxes[i].y1 != boxes[i - 1].y1) {
+            int end = i + 1;
+            while (end < count && boxes[end].y1 == boxes[i].y1)
+                end++;
+            PreparePixels(c, boxes + i, end - i, left, top, &rects);
+        }
         const PixelBox part = Intersect(box, {boxes[i].x1, boxes[i].y1, boxes[i].x2, boxes[i].y2});
         if (part.Empty())
             continue;
@@ -841,6 +896,7 @@ bool StillOver(CGContextRef c, GWorldPtr world)
 CGContextRef OpenWorldContext(GWorldPtr world, bool yUp)
 {
     const PixMap* pm = &world->pixMap;
+    CompletePendingWork(pm);
     const int width = pm->bounds.right - pm->bounds.left;
     const int height = pm->bounds.bottom - pm->bounds.top;
     cairo_surface_t* surface =
@@ -893,6 +949,7 @@ OSStatus QDBeginCGContext(CGrafPtr port, CGContextRef* context)
     *context = nullptr;
     if (!port || !port->pixMap.baseAddr || port->pixMap.pixelSize != 32)
         return paramErr;
+    CompletePendingWork(port->pixMapPtr);
     ForgetDrawnBoxes(port->pixMapPtr);
     // Opening a cairo surface and context costs more than drawing many a
     // short line, so the world's last context is used again when it can be.
@@ -901,11 +958,15 @@ OSStatus QDBeginCGContext(CGrafPtr port, CGContextRef* context)
     if (parked && StillOver(parked, port)) {
         cairo_surface_mark_dirty(parked->worldSurface); // the pixels may have changed
         *context = parked;
+        port->openContexts++;
         return noErr;
     }
     CGContextRelease(parked);
     *context = OpenWorldContext(port, true);
-    return *context ? noErr : memFullErr;
+    if (!*context)
+        return memFullErr;
+    port->openContexts++;
+    return noErr;
 }
 
 OSStatus QDEndCGContext(CGrafPtr port, CGContextRef* context)
@@ -914,6 +975,7 @@ OSStatus QDEndCGContext(CGrafPtr port, CGContextRef* context)
         return paramErr;
     CGContextRef c = *context;
     *context = nullptr;
+    port->openContexts--;
     if (!port->parkedContext && c->yUp && ResetForParking(c))
         port->parkedContext = c;
     else
@@ -1115,6 +1177,7 @@ void CGContextDrawImage(CGContextRef c, CGRect rect, CGImageRef image)
     } else if (DrawImageOverCairo(c, x, y, w, h, image)) {
         return;
     }
+    PreparePixels(c, nullptr, -1, 0, 0);
     cairo_surface_t* pixels = CairoSurfaceOfImage(image);
     if (!pixels)
         return;

@@ -96,6 +96,10 @@ struct CGContext
     // every pixel is transparent, so that drawing one to one need not look
     // at them (null otherwise).
     const pixman_region32_t* imageArea = nullptr;
+    // While HIViewDrawPreparedCGImage draws: what makes the image's pixels
+    // ready before they are read (null otherwise, and once all are ready).
+    PreparePixelsProc preparePixels = nullptr;
+    void* prepareInfo = nullptr;
 };
 
 // A new cairo image in cairo's premultiplied form holding the image's pixels,

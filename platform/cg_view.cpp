@@ -217,6 +217,21 @@ OSStatus HIViewDrawCGImageWithin(CGContextRef c, const HIRect* rect, CGImageRef 
     return status;
 }
 
+OSStatus HIViewDrawPreparedCGImage(CGContextRef c, const HIRect* rect, CGImageRef image,
+                                   RgnHandle area, PreparePixelsProc prepare, void* info)
+{
+    if (!c || !area) {
+        prepare(info, nullptr, -1);
+        return HIViewDrawCGImage(c, rect, image);
+    }
+    c->preparePixels = prepare;
+    c->prepareInfo = info;
+    const OSStatus status = HIViewDrawCGImageWithin(c, rect, image, area);
+    c->preparePixels = nullptr;
+    c->prepareInfo = nullptr;
+    return status;
+}
+
 OSStatus GetEventParameter(EventRef event, EventParamName name, EventParamType type,
                            EventParamType* outActualType, uint32_t size, uint32_t* outActualSize,
                            void* out)

@@ -59,6 +59,8 @@ extern "C" void CopyBits(const BitMap* srcBits, const BitMap* dstBits, const Rec
 
     const auto* src = reinterpret_cast<const PixMap*>(srcBits);
     const auto* dst = reinterpret_cast<const PixMap*>(dstBits);
+    CompletePendingWork(src);
+    CompletePendingWork(dst);
     ForgetDrawnBoxes(dst);
     const int srcW = srcRect->right - srcRect->left;
     const int srcH = srcRect->bottom - srcRect->top;

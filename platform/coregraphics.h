@@ -84,6 +84,33 @@ inline CGRect CGRectMake(CGFloat x, CGFloat y, CGFloat width, CGFloat height)
 void SetDrawnBoxes(GWorldPtr world, std::vector<Rect> boxes);
 bool TakeDrawnBoxes(GWorldPtr world, std::vector<Rect>* boxes);
 
+// Work on a world's pixels put off until they are next looked at (the stage
+// leaves the parts of its sprite surface that no view needed for later).
+// complete(world, state) runs once, with the pixels' lock state kept as it
+// was, before the library touches the world's pixels by any other way:
+// locking them, reading their address, a context on the world, a transfer
+// or fill into or out of it, reading a pixel, disposing of a world over the
+// host's memory; and before any picture is destroyed (CompleteAllPendingWork),
+// as the work may read pictures. drop(state) frees the state without doing
+// the work: when TakePendingWork takes it back, when the world is disposed
+// of with its own memory, or when its pixel map was pointed elsewhere.
+struct PendingWork
+{
+    void (*complete)(GWorldPtr world, void* state);
+    void (*drop)(void* state);
+    void* state;
+};
+// Sets the world's work; it must have none (take it back first).
+void SetPendingWork(GWorldPtr world, const PendingWork& work);
+// The state of the work pending on the world, taken back without running
+// it; null when there is none, or when the pixel map has changed since it
+// was set (the work is then dropped).
+void* TakePendingWork(GWorldPtr world);
+void CompleteAllPendingWork();
+// Whether something may read the world's pixels without a further call:
+// they are locked, or a drawing context is open on the world.
+bool PixelsInUse(GWorldPtr world);
+
 // A region of the union of rects.
 void RectsRgn(RgnHandle rgn, const std::vector<Rect>& rects);
 // Whether r and rgn share a pixel: what intersecting rgn with a region made
@@ -95,6 +122,16 @@ bool RectMeetsRgn(const Rect* r, RgnHandle rgn);
 // transparent: drawn one to one, only the pixels within area are looked at.
 OSStatus HIViewDrawCGImageWithin(CGContextRef c, const HIRect* rect, CGImageRef image,
                                  RgnHandle area);
+// The same for an image whose pixels are made ready only when asked: before
+// any pixel is read, prepare(info, boxes, count) is called with the image's
+// pixels about to be read (disjoint boxes in the image's own pixels, y
+// down), or with count -1 when any pixel may be read. Drawn one to one, the
+// image is read a band at a time, and each call hands over one band: boxes
+// from left to right that share their top and bottom, a band below the one
+// before.
+using PreparePixelsProc = void (*)(void* info, const Rect* boxes, int32_t count);
+OSStatus HIViewDrawPreparedCGImage(CGContextRef c, const HIRect* rect, CGImageRef image,
+                                   RgnHandle area, PreparePixelsProc prepare, void* info);
 
 // State and stroking.
 void CGContextSaveGState(CGContextRef c);

@@ -5,6 +5,7 @@
 
 #include <vector>
 
+#include "platform/coregraphics.h"
 #include "sprig/platform.h"
 
 // The widest row a pixel map's 16-bit row-bytes field can describe: readers
@@ -27,11 +28,21 @@ struct OpaqueGrafPtr
     bool drawnKnown = false;
     PixMap drawnOver{};
     std::vector<Rect> drawnBoxes;
+    // Work put off on the world's pixels (see SetPendingWork), made while
+    // the pixel map was `pendingOver`.
+    PendingWork pending{};
+    PixMap pendingOver{};
+    // Drawing contexts open on the world (begun and not yet ended).
+    int32_t openContexts = 0;
 };
 
 // Forgets the drawn boxes of every world whose pixel map is pm: its pixels
 // are about to be written by other means.
 void ForgetDrawnBoxes(const PixMap* pm);
+
+// Does the work pending on every world whose pixel map is pm (or shares its
+// memory): its pixels are about to be read or written by other means.
+void CompletePendingWork(const PixMap* pm);
 
 // The port drawing calls act on (never null: a port with no pixels stands in
 // until the host sets one).

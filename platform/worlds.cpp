@@ -128,6 +128,96 @@ void SetDrawnBoxes(GWorldPtr world, std::vector<Rect> boxes)
     world->drawnBoxes = std::move(boxes);
 }
 
+namespace {
+
+// The worlds with pending work: a stage's sprite surface or two. Never
+// destroyed, as WorldsWithBoxes.
+std::vector<GWorldPtr>& WorldsWithWork()
+{
+    static auto* worlds = new std::vector<GWorldPtr>;
+    return *worlds;
+}
+
+// Takes the work off world number i of the list.
+PendingWork Detach(size_t i)
+{
+    std::vector<GWorldPtr>& worlds = WorldsWithWork();
+    GWorldPtr w = worlds[i];
+    const PendingWork work = w->pending;
+    w->pending = PendingWork{};
+    worlds[i] = worlds.back();
+    worlds.pop_back();
+    return work;
+}
+
+void Run(GWorldPtr world, const PendingWork& work)
+{
+    if (!SameMap(world->pendingOver, *world->pixMapPtr)) {
+        work.drop(work.state);
+        return;
+    }
+    const GWorldFlags state = world->pixMapPtr->pixelsState;
+    work.complete(world, work.state);
+    world->pixMapPtr->pixelsState = state;
+}
+
+} // namespace
+
+void SetPendingWork(GWorldPtr world, const PendingWork& work)
+{
+    try {
+        WorldsWithWork().push_back(world);
+    } catch (...) {
+        Run(world, work);
+        return;
+    }
+    world->pending = work;
+    world->pendingOver = *world->pixMapPtr;
+}
+
+void* TakePendingWork(GWorldPtr world)
+{
+    std::vector<GWorldPtr>& worlds = WorldsWithWork();
+    for (size_t i = 0; i < worlds.size(); i++) {
+        if (worlds[i] != world)
+            continue;
+        const PendingWork work = Detach(i);
+        if (SameMap(world->pendingOver, *world->pixMapPtr))
+            return work.state;
+        work.drop(work.state);
+        return nullptr;
+    }
+    return nullptr;
+}
+
+void CompletePendingWork(const PixMap* pm)
+{
+    std::vector<GWorldPtr>& worlds = WorldsWithWork();
+    for (size_t i = 0; i < worlds.size();) {
+        GWorldPtr w = worlds[i];
+        if (pm == &w->pixMap || pm == w->pixMapPtr || w->pixMapPtr->baseAddr == pm->baseAddr) {
+            Run(w, Detach(i));
+            i = 0;
+        } else {
+            i++;
+        }
+    }
+}
+
+void CompleteAllPendingWork()
+{
+    std::vector<GWorldPtr>& worlds = WorldsWithWork();
+    while (!worlds.empty()) {
+        GWorldPtr w = worlds.back();
+        Run(w, Detach(worlds.size() - 1));
+    }
+}
+
+bool PixelsInUse(GWorldPtr world)
+{
+    return (world->pixMapPtr->pixelsState & pixelsLocked) != 0 || world->openContexts > 0;
+}
+
 bool TakeDrawnBoxes(GWorldPtr world, std::vector<Rect>* boxes)
 {
     const bool known = world->drawnKnown && SameMap(world->drawnOver, *world->pixMapPtr);
@@ -201,6 +291,13 @@ void DisposeGWorld(GWorldPtr world)
         return;
     if (gState.port == world)
         gState.port = nullptr;
+    // Memory the host owns outlives the world, and shows the work done.
+    if (world->ownedPixels) {
+        const PendingWork work = world->pending;
+        if (void* state = TakePendingWork(world))
+            work.drop(state);
+    }
+    CompletePendingWork(world->pixMapPtr);
     ForgetDrawnBoxes(&world->pixMap);
     CGContextRelease(world->parkedContext);
     DisposeRgn(world->clipRgn);
@@ -255,6 +352,7 @@ void SetPortClipRegion(CGrafPtr port, RgnHandle clip)
 
 Ptr GetPixBaseAddr(PixMapHandle pm)
 {
+    CompletePendingWork(*pm);
     return (*pm)->baseAddr;
 }
 
@@ -265,6 +363,7 @@ int32_t GetPixRowBytes(PixMapHandle pm)
 
 Boolean LockPixels(PixMapHandle pm)
 {
+    CompletePendingWork(*pm);
     ForgetDrawnBoxes(*pm);
     (*pm)->pixelsState |= pixelsLocked;
     return true;
@@ -400,6 +499,7 @@ void PaintRect(const Rect* r)
 void GetCPixel(int16_t h, int16_t v, RGBColor* colour)
 {
     const PixMap* pm = &CurrentPort()->pixMap;
+    CompletePendingWork(pm);
     const Point pt = {v, h};
     if (!PtInRect(pt, &pm->bounds) || !pm->baseAddr) {
         *colour = {0, 0, 0};
@@ -423,6 +523,7 @@ void FillPortRect(GrafPtr port, int left, int top, int right, int bottom, uint32
     const PixMap* pm = &port->pixMap;
     if (!pm->baseAddr || right <= left || bottom <= top)
         return;
+    CompletePendingWork(pm);
     ForgetDrawnBoxes(pm);
     pixman_region32_t area;
     pixman_region32_init_rect(&area, left, top, static_cast<unsigned>(right - left),
