@@ -77,8 +77,8 @@ pen-mark @ engine/moves.cpp @ std::fmax(s.x, e.x) + penSize, std::fmax(s.y, e.y)
 stage-margin @ engine/stage_drawing.cpp @ InsetRect(&r, -2, -2); @ InsetRect(&r, 0, 0); @ the area cleared and handed on has no pixels to spare around a sprite
 stage-cover-rows @ engine/stage_drawing.cpp @ row <= (r.bottom - 1) / kCell; row++) { @ row < (r.bottom - 1) / kCell; row++) { @ the cover leaves out the last row of cells a sprite meets
 stage-box-factor @ engine/stage_drawing.cpp @ HandToView(enlarged, context, view, cover.Boxes(mFactor)); @ HandToView(enlarged, context, view, cover.Boxes(1)); @ the boxes handed on are not zoomed
-stage-region @ engine/stage_drawing.cpp @ r.top >= extent.bottom || !RectMeetsRgn(&r, area)) @ r.top >= extent.bottom) @ sprites beside the event's region but within its bounds are drawn
-stage-view-size @ engine/stage_drawing.cpp @ viewBounds.size.width != bounds.right - bounds.left || @ viewBounds.size.width != viewBounds.size.width || @ boxes are handed on to a view of another width
+stage-region @ engine/stage_drawing.cpp @ r.top >= extent.bottom || !RectMeetsRgn(&r, area))\n                continue;\n            sprite->Output(mSpriteWorld); @ r.top >= extent.bottom)\n                continue;\n            sprite->Output(mSpriteWorld); @ sprites beside the event's region but within its bounds are drawn
+stage-view-size @ engine/stage_drawing.cpp @ viewBounds->size.width == bounds.right - bounds.left && @ viewBounds->size.width == viewBounds->size.width && @ boxes are handed on to a view of another width
 stage-clear @ engine/stage_drawing.cpp @ std::memset(base, 0, @ std::memset(base, 1, @ the sprite surface is not cleared to transparent
 stage-context-origin @ engine/stage_drawing.cpp @ clip.left = x >= 1000 ? 0 : static_cast<int16_t>(x / 1000); @ clip.left = static_cast<int16_t>(x / 1000); @ UpdateContext's area at an origin of 1000 units or more
 hit-solid @ images/picture_versions.cpp @ if (row[x] & 0xFF) {\n                bits[x >> 6] @ if ((row[x] & 0xFF) > 1) {\n                bits[x >> 6] @ a pixel of alpha 1 does not collide
@@ -109,6 +109,9 @@ cg-stroke-reach @ platform/cg_context.cpp @ reach *= cairo_get_line_width(cr) / 
 seq-minz @ engine/sprite_sequence.cpp @ n.minZ = std::min(n.minZ, c.minZ); @ n.minZ = std::max(n.minZ, c.minZ); @ a subtree's smallest z is wrong, so sprites are placed by z in the wrong place
 hit-mask-right @ images/picture_versions.cpp @ right = std::max(right, static_cast<int32_t>(x) + 1); @ right = std::max(right, static_cast<int32_t>(x)); @ the solid pixels' bounds leave out the rightmost column
 cg-sse-shown @ platform/cg_direct.cpp @ *shown = MultiplyLanes(d16, _mm_sub_epi16(ff, a)); @ *shown = MultiplyLanes(d16, _mm_sub_epi16(_mm_set1_epi16(256), a)); @ the SSE2 OVER keeps too much of the host's pixel
+stage-region-deferred @ engine/stage_drawing.cpp @ r.top >= extent.bottom || !RectMeetsRgn(&r, area))\n                continue;\n            SpriteDraw draw; @ r.top >= extent.bottom)\n                continue;\n            SpriteDraw draw; @ a frame drawn only where the view reads it draws sprites beside the clip but within its bounds
+deferred-lock @ platform/worlds.cpp @ Boolean LockPixels(PixMapHandle pm)\n{\n    CompletePendingWork(*pm); @ Boolean LockPixels(PixMapHandle pm)\n{ @ locking a sprite surface does not finish the frame put off outside the view
+deferred-picture @ images/image.cpp @ CompleteAllPendingWork();\n    NotePictureDestroyed(); @ NotePictureDestroyed(); @ a picture is destroyed before the frame put off that reads it is finished
 MUTANTS
 
 # The table split into its fields: NAME, FILE, FROM, TO and WHAT, by number - 1.
