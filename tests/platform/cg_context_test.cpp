@@ -1,6 +1,3 @@
-#include <gtest/gtest.h>
-
-#include <cairo.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -9,22 +6,19 @@
 #include <set>
 #include <utility>
 
-#include "platform/coregraphics.h"
-#include "tests/test_util.h"
+#include "tests/platform/cg_fixture.h"
 
 namespace {
 
 // A context on a world with the pen set up as the sprite engine does: stage
 // coordinates (y down), a colour from 16-bit channels, a width and caps.
 CGContextRef PenContext(GWorldPtr world, bool antialias, double width, CGLineCap cap,
-                        RGBColor colour, int opacity)
+                        RGBColor colour, int opacity = 255)
 {
-    Rect b;
-    GetPortBounds(world, &b);
     CGContextRef ctx = nullptr;
     EXPECT_EQ(QDBeginCGContext(world, &ctx), noErr);
     CGContextSetShouldAntialias(ctx, antialias);
-    CGContextTranslateCTM(ctx, 0, b.bottom);
+    CGContextTranslateCTM(ctx, 0, ImageOver::Height(world));
     CGContextScaleCTM(ctx, 1, -1);
     CGContextSetRGBStrokeColor(ctx, colour.red / 65535.0f, colour.green / 65535.0f,
                                colour.blue / 65535.0f, opacity / 255.0f);
@@ -37,73 +31,48 @@ CGContextRef PenContext(GWorldPtr world, bool antialias, double width, CGLineCap
 std::set<std::pair<int, int>> ChangedPixels(GWorldPtr world, GWorldPtr before)
 {
     std::set<std::pair<int, int>> changed;
-    Rect b;
-    GetPortBounds(world, &b);
-    for (int v = 0; v < b.bottom; v++)
-        for (int h = 0; h < b.right; h++)
-            if (Pixel(world, h, v) != Pixel(before, h, v))
-                changed.insert({h, v});
+    const std::vector<uint32_t> now = Words(world), then = Words(before);
+    const int width = ImageOver::Width(world);
+    for (size_t i = 0; i < now.size(); i++)
+        if (now[i] != then[i])
+            changed.insert({int(i) % width, int(i) / width});
     return changed;
 }
 
-const RGBColor kEraseMarker = {0xFFFF, 0xFF77, 0xFFFF};
-
-TEST(CGContext, EraseMarkerHairlineLandsOnExactWordsAndIsConnected)
-{
-    World world = MakeWorld(64, 48);
-    FillRandom(world.get(), 1);
-    World before = MakeWorld(64, 48);
-    FillRandom(before.get(), 1);
-    // A pen of size 1 without antialiasing: width 0.01, square caps, through
-    // pixel centres, as the line drawer strokes the erase marker.
-    CGContextRef ctx =
-        PenContext(world.get(), false, 1 - 0.99, kCGLineCapSquare, kEraseMarker, 255);
-    CGContextMoveToPoint(ctx, 3 + 0.5, 40 + 0.5);
-    CGContextAddLineToPoint(ctx, 50 + 0.5, 9 + 0.5);
-    CGContextStrokePath(ctx);
-    QDEndCGContext(world.get(), &ctx);
-    EXPECT_EQ(ctx, nullptr);
-
-    const auto changed = ChangedPixels(world.get(), before.get());
-    // One pixel per step along the longer axis, ends included, each next to
-    // the one before, every one exactly the marker word.
-    ASSERT_EQ(changed.size(), 48u);
-    for (const auto& [h, v] : changed)
-        EXPECT_EQ(Pixel(world.get(), h, v), 0xFFFEFFFFu) << h << "," << v;
-    EXPECT_TRUE(changed.count({3, 40}) && changed.count({50, 9}));
-    std::set<int> columns;
-    for (const auto& [h, v] : changed) {
-        columns.insert(h);
-        const bool neighbour = changed.count({h + 1, v}) || changed.count({h + 1, v - 1}) ||
-                               changed.count({h + 1, v + 1}) || h == 50;
-        EXPECT_TRUE(neighbour) << h << "," << v;
-    }
-    EXPECT_EQ(columns.size(), 48u);
-}
-
-TEST(CGContext, HairlinesOfEverySlopeAreConnectedAndOnePixelWide)
+// A pen of size 1 without antialiasing (width 0.01, square caps, through
+// pixel centres, as the line drawer strokes it) over random pixels: one
+// pixel per step along the longer axis, ends included, each the exact
+// colour word; the erase marker's colour rounds to nearest.
+TEST(CGContext, HairlinesOfEverySlopeAreOnePixelPerStepInTheExactWord)
 {
     std::mt19937 rng(5);
     for (int i = 0; i < 200; i++) {
         World world = MakeWorld(40, 40);
+        FillRandom(world.get(), rng);
+        const World before = CopyOf(world.get());
+        const bool marker = i % 2 == 0;
         const int x0 = static_cast<int>(rng() % 40), y0 = static_cast<int>(rng() % 40);
         const int x1 = static_cast<int>(rng() % 40), y1 = static_cast<int>(rng() % 40);
         CGContextRef ctx =
-            PenContext(world.get(), false, 0.01, kCGLineCapSquare, {0, 0, 0xFFFF}, 255);
+            PenContext(world.get(), false, 1 - 0.99, kCGLineCapSquare,
+                       marker ? RGBColor{0xFFFF, 0xFF77, 0xFFFF} : RGBColor{0, 0, 0xFFFF});
         CGContextMoveToPoint(ctx, x0 + 0.5, y0 + 0.5);
         CGContextAddLineToPoint(ctx, x1 + 0.5 + (x0 == x1 && y0 == y1 ? 0.1 : 0), y1 + 0.5);
         CGContextStrokePath(ctx);
         QDEndCGContext(world.get(), &ctx);
-        int count = 0;
-        for (int v = 0; v < 40; v++)
-            for (int h = 0; h < 40; h++)
-                if (Pixel(world.get(), h, v)) {
-                    ASSERT_EQ(Pixel(world.get(), h, v), 0xFF0000FFu);
-                    count++;
-                }
-        ASSERT_EQ(count, std::max(std::abs(x1 - x0), std::abs(y1 - y0)) + 1)
+        EXPECT_EQ(ctx, nullptr);
+        const auto changed = ChangedPixels(world.get(), before.get());
+        const bool steep = std::abs(y1 - y0) > std::abs(x1 - x0);
+        std::set<int> steps;
+        for (const auto& [h, v] : changed) {
+            ASSERT_EQ(Pixel(world.get(), h, v), marker ? 0xFFFEFFFFu : 0xFF0000FFu)
+                << h << "," << v;
+            steps.insert(steep ? v : h);
+        }
+        ASSERT_EQ(changed.size(), size_t(std::max(std::abs(x1 - x0), std::abs(y1 - y0)) + 1))
             << x0 << "," << y0 << " -> " << x1 << "," << y1;
-        ASSERT_TRUE(Pixel(world.get(), x0, y0) && Pixel(world.get(), x1, y1));
+        ASSERT_EQ(steps.size(), changed.size());
+        ASSERT_TRUE(changed.count({x0, y0}) && changed.count({x1, y1}));
     }
 }
 
@@ -111,10 +80,9 @@ TEST(CGContext, StrokeColoursRoundToNearestAndAntialiasedCentredLinesAreExact)
 {
     World world = MakeWorld(20, 10);
     FillRandom(world.get(), 2);
-    World before = MakeWorld(20, 10);
-    FillRandom(before.get(), 2);
+    const World before = CopyOf(world.get());
     // Width 1 along pixel centres covers whole pixels even when antialiased.
-    CGContextRef ctx = PenContext(world.get(), true, 1, kCGLineCapButt, kEraseMarker, 255);
+    CGContextRef ctx = PenContext(world.get(), true, 1, kCGLineCapButt, {0xFFFF, 0xFF77, 0xFFFF});
     CGContextMoveToPoint(ctx, 2, 4.5);
     CGContextAddLineToPoint(ctx, 15, 4.5);
     CGContextStrokePath(ctx);
@@ -125,8 +93,7 @@ TEST(CGContext, StrokeColoursRoundToNearestAndAntialiasedCentredLinesAreExact)
     CGContextAddLineToPoint(ctx, 15, 7.5);
     CGContextStrokePath(ctx);
     QDEndCGContext(world.get(), &ctx);
-    const auto changed = ChangedPixels(world.get(), before.get());
-    EXPECT_EQ(changed.size(), 26u);
+    EXPECT_EQ(ChangedPixels(world.get(), before.get()).size(), 26u);
     for (int h = 2; h < 15; h++) {
         EXPECT_EQ(Pixel(world.get(), h, 4), 0xFFFEFFFFu) << h;
         EXPECT_EQ(Pixel(world.get(), h, 7), 0xFE8011FFu) << h;
@@ -141,24 +108,21 @@ TEST(CGContext, PixelsAStrokeDoesNotCoverKeepTheirBits)
     // a blend, never as the old word mangled.
     World world = MakeWorld(80, 60);
     FillRandom(world.get(), 3);
-    World before = MakeWorld(80, 60);
-    FillRandom(before.get(), 3);
+    const World before = CopyOf(world.get());
+    const double path[3][2] = {{7.2, 50.7}, {61.9, 12.1}, {70, 55}};
     CGContextRef ctx =
         PenContext(world.get(), true, 5.3, kCGLineCapRound, {0x1234, 0xABCD, 0x8000}, 200);
-    CGContextMoveToPoint(ctx, 7.2, 50.7);
-    CGContextAddLineToPoint(ctx, 61.9, 12.1);
-    CGContextAddLineToPoint(ctx, 70, 55);
-    CGContextStrokePath(ctx);
-    QDEndCGContext(world.get(), &ctx);
-
     // The same stroke's coverage, from cairo on an alpha mask.
     cairo_surface_t* mask = cairo_image_surface_create(CAIRO_FORMAT_A8, 80, 60);
     cairo_t* cr = cairo_create(mask);
     cairo_set_line_width(cr, 5.3);
     cairo_set_line_cap(cr, CAIRO_LINE_CAP_ROUND);
-    cairo_move_to(cr, 7.2, 50.7);
-    cairo_line_to(cr, 61.9, 12.1);
-    cairo_line_to(cr, 70, 55);
+    for (int i = 0; i < 3; i++) {
+        (i ? CGContextAddLineToPoint : CGContextMoveToPoint)(ctx, path[i][0], path[i][1]);
+        cairo_line_to(cr, path[i][0], path[i][1]); // without a current point, a move
+    }
+    CGContextStrokePath(ctx);
+    QDEndCGContext(world.get(), &ctx);
     cairo_stroke(cr);
     cairo_surface_flush(mask);
     const unsigned char* coverage = cairo_image_surface_get_data(mask);
@@ -167,16 +131,15 @@ TEST(CGContext, PixelsAStrokeDoesNotCoverKeepTheirBits)
     for (int v = 0; v < 60; v++)
         for (int h = 0; h < 80; h++) {
             const unsigned char c = coverage[v * stride + h];
+            const uint32_t old = Pixel(before.get(), h, v);
             if (c == 0) {
-                ASSERT_EQ(Pixel(world.get(), h, v), Pixel(before.get(), h, v)) << h << "," << v;
+                ASSERT_EQ(Pixel(world.get(), h, v), old) << h << "," << v;
                 untouched++;
             } else if (c == 255) {
                 covered++;
                 // Source over, premultiplied: alpha 200 + a * 55 / 255.
-                const uint32_t a = Pixel(before.get(), h, v) & 0xFF;
-                const uint32_t expected = 200 + (a * 55 + 127) / 255;
                 ASSERT_NEAR(static_cast<int>(Pixel(world.get(), h, v) & 0xFF),
-                            static_cast<int>(expected), 1);
+                            static_cast<int>(200 + ((old & 0xFF) * 55 + 127) / 255), 1);
             }
         }
     EXPECT_GT(untouched, 3000);
@@ -189,15 +152,12 @@ TEST(CGContext, ClipToRegionAndSaveRestore)
 {
     World world = MakeWorld(30, 20);
     FillRandom(world.get(), 4);
-    World before = MakeWorld(30, 20);
-    FillRandom(before.get(), 4);
-    RgnHandle region = NewRgn();
-    RgnHandle second = NewRgn();
+    const World before = CopyOf(world.get());
+    RgnHandle region = NewRgn(), second = NewRgn();
     SetRectRgn(region, 2, 2, 10, 8); // top-down world coordinates
     SetRectRgn(second, 20, 12, 25, 18);
     UnionRgn(region, second, region);
-    Rect bounds;
-    GetPortBounds(world.get(), &bounds);
+    Rect bounds = R(0, 0, 30, 20);
     CGContextRef ctx = nullptr;
     ASSERT_EQ(QDBeginCGContext(world.get(), &ctx), noErr);
     CGContextSetRGBStrokeColor(ctx, 1, 0, 0, 1);
@@ -229,21 +189,18 @@ TEST(CGContext, StrokeTouchesOnlyTheRowsAroundIt)
 {
     // A world whose lower rows sit in memory that faults when touched: a
     // short stroke near the top must neither read nor write them.
-    const long page = sysconf(_SC_PAGESIZE);
-    const int rowBytes = static_cast<int>(page);
-    const int width = rowBytes / 4 - 8, height = 64;
+    const int rowBytes = static_cast<int>(sysconf(_SC_PAGESIZE)), height = 64;
     void* memory = mmap(nullptr, size_t(rowBytes) * height, PROT_READ | PROT_WRITE,
                         MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     ASSERT_NE(memory, MAP_FAILED);
     ASSERT_EQ(
         mprotect(static_cast<char*>(memory) + 32 * rowBytes, size_t(rowBytes) * 32, PROT_NONE), 0);
     GWorldPtr world = nullptr;
-    Rect bounds;
-    SetRect(&bounds, 0, 0, static_cast<int16_t>(width), height);
+    Rect bounds = R(0, 0, rowBytes / 4 - 8, height);
     ASSERT_EQ(NewGWorldFromPtr(&world, 32, &bounds, nullptr, nullptr, 0, static_cast<Ptr>(memory),
                                rowBytes),
               noErr);
-    CGContextRef ctx = PenContext(world, true, 10, kCGLineCapRound, {0, 0xFFFF, 0}, 255);
+    CGContextRef ctx = PenContext(world, true, 10, kCGLineCapRound, {0, 0xFFFF, 0});
     CGContextMoveToPoint(ctx, 100, 10);
     CGContextAddLineToPoint(ctx, 400, 12);
     CGContextStrokePath(ctx);
@@ -274,10 +231,10 @@ TEST(CGContext, HostCairoContextIsYUpAndGivesBackItsState)
     EXPECT_EQ(m.yy, 1);
     EXPECT_EQ(cairo_status(cr), CAIRO_STATUS_SUCCESS);
     cairo_surface_flush(surface);
-    const auto* data = cairo_image_surface_get_data(surface);
-    const int stride = cairo_image_surface_get_stride(surface);
-    EXPECT_EQ(reinterpret_cast<const uint32_t*>(data + 7 * stride)[4], 0xFF0000FFu);
-    EXPECT_EQ(reinterpret_cast<const uint32_t*>(data)[4], 0u);
+    const auto* data = reinterpret_cast<const uint32_t*>(cairo_image_surface_get_data(surface));
+    const int stride = cairo_image_surface_get_stride(surface) / 4;
+    EXPECT_EQ(data[7 * stride + 4], 0xFF0000FFu);
+    EXPECT_EQ(data[4], 0u);
     cairo_destroy(cr);
     cairo_surface_destroy(surface);
 
@@ -292,8 +249,7 @@ TEST(CGContext, BadArgumentsLeaveTheContextUsable)
     World world = MakeWorld(8, 8);
     CGContextRef ctx = nullptr;
     ASSERT_EQ(QDBeginCGContext(world.get(), &ctx), noErr);
-    const CGFloat negative[2] = {-1, 2};
-    const CGFloat zeros[2] = {0, 0};
+    const CGFloat negative[2] = {-1, 2}, zeros[2] = {0, 0};
     CGContextSetLineDash(ctx, 0, negative, 2);
     CGContextSetLineDash(ctx, 0, zeros, 2);
     CGContextScaleCTM(ctx, 0, 1);
