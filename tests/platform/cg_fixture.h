@@ -16,11 +16,17 @@
 #include "platform/coregraphics.h"
 #include "tests/test_util.h"
 
-// Every word of a world, row by row.
-inline std::vector<uint32_t> Words(GWorldPtr world)
+inline Rect Bounds(GWorldPtr world)
 {
     Rect b;
     GetPortBounds(world, &b);
+    return b;
+}
+
+// Every word of a world, row by row.
+inline std::vector<uint32_t> Words(GWorldPtr world)
+{
+    const Rect b = Bounds(world);
     std::vector<uint32_t> words;
     for (int v = 0; v < b.bottom; v++)
         for (int h = 0; h < b.right; h++)
@@ -31,8 +37,7 @@ inline std::vector<uint32_t> Words(GWorldPtr world)
 // A new world of the same size holding the same words.
 inline World CopyOf(GWorldPtr world)
 {
-    Rect b;
-    GetPortBounds(world, &b);
+    const Rect b = Bounds(world);
     World copy = MakeWorld(b.right, b.bottom);
     for (int v = 0; v < b.bottom; v++)
         for (int h = 0; h < b.right; h++)
@@ -44,8 +49,7 @@ inline World CopyOf(GWorldPtr world)
 // that differs.
 inline testing::AssertionResult SameWords(GWorldPtr actual, GWorldPtr expected)
 {
-    Rect b;
-    GetPortBounds(actual, &b);
+    const Rect b = Bounds(actual);
     for (int v = 0; v < b.bottom; v++)
         for (int h = 0; h < b.right; h++)
             if (Pixel(actual, h, v) != Pixel(expected, h, v))
@@ -58,8 +62,7 @@ inline testing::AssertionResult SameWords(GWorldPtr actual, GWorldPtr expected)
 // Words of every alpha, transparent and opaque ones among them.
 inline void FillMixed(GWorldPtr world, std::mt19937& rng)
 {
-    Rect b;
-    GetPortBounds(world, &b);
+    const Rect b = Bounds(world);
     for (int v = 0; v < b.bottom; v++)
         for (int h = 0; h < b.right; h++)
             Pixel(world, h, v) = rng() % 5 == 0 ? (rng() % 2 ? 0 : rng() | 0xFF) : rng();
@@ -82,26 +85,14 @@ struct ImageOver
         CGColorSpaceRelease(space);
     }
     explicit ImageOver(GWorldPtr world)
-        : ImageOver(GetPixBaseAddr(GetGWorldPixMap(world)), Width(world), Height(world),
-                    size_t(GetPixRowBytes(GetGWorldPixMap(world))))
+        : ImageOver(GetPixBaseAddr(GetGWorldPixMap(world)), Bounds(world).right,
+                    Bounds(world).bottom, size_t(GetPixRowBytes(GetGWorldPixMap(world))))
     {
     }
     ~ImageOver()
     {
         CGImageRelease(image);
         CGDataProviderRelease(provider);
-    }
-    static int Width(GWorldPtr world)
-    {
-        Rect b;
-        GetPortBounds(world, &b);
-        return b.right;
-    }
-    static int Height(GWorldPtr world)
-    {
-        Rect b;
-        GetPortBounds(world, &b);
-        return b.bottom;
     }
 };
 
@@ -153,8 +144,8 @@ struct CairoOnWorld
         PixMapHandle pm = GetGWorldPixMap(world);
         base = reinterpret_cast<uint8_t*>(GetPixBaseAddr(pm));
         rowBytes = GetPixRowBytes(pm);
-        width = ImageOver::Width(world);
-        height = ImageOver::Height(world);
+        width = Bounds(world).right;
+        height = Bounds(world).bottom;
         MirrorRows(base, rowBytes, width, height);
         surface =
             cairo_image_surface_create_for_data(base, CAIRO_FORMAT_ARGB32, width, height, rowBytes);

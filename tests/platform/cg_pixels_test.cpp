@@ -67,26 +67,4 @@ TEST(CairoPixels, OtherImageLayouts)
     EXPECT_EQ(ImagePixelToCairo(0x800040FF, kCGImageAlphaNoneSkipLast), 0xFFFF4000u);
 }
 
-TEST(CairoPixels, ImageDrawnOneToOneOverTransparentBlackIsItsPremultipliedForm)
-{
-    // Every (alpha, channel) pair, drawn through a context onto a world of
-    // zeros: each world pixel is the mirror of the premultiplied word.
-    World src = MakeWorld(256, 256), dst = MakeWorld(256, 256);
-    for (uint32_t a = 0; a < 256; a++)
-        for (uint32_t c = 0; c < 256; c++)
-            Pixel(src.get(), static_cast<int>(c), static_cast<int>(a)) =
-                (c << 24) | ((255 - c) << 16) | ((c ^ 0x55) << 8) | a;
-    ImageOver image(src.get());
-    ASSERT_NE(image.image, nullptr);
-    CGContextRef ctx = nullptr;
-    ASSERT_EQ(QDBeginCGContext(dst.get(), &ctx), noErr);
-    CGContextDrawImage(ctx, CGRectMake(0, 0, 256, 256), image.image);
-    QDEndCGContext(dst.get(), &ctx);
-    for (int v = 0; v < 256; v++)
-        for (int h = 0; h < 256; h++)
-            ASSERT_EQ(Pixel(dst.get(), h, v),
-                      ImagePixelToWorld(Pixel(src.get(), h, v), kCGImageAlphaFirst))
-                << h << "," << v;
-}
-
 } // namespace
