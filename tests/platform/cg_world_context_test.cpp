@@ -103,15 +103,22 @@ Stroke RandomStroke(std::mt19937& rng)
 }
 
 // Draws the strokes through a context on world and through cairo on
-// expected (read as cairo's words); both must then hold the same words.
-void DrawBothWays(GWorldPtr world, GWorldPtr expected, const std::vector<Stroke>& strokes)
+// expected (read as cairo's words); both must then hold the same words. In
+// the context's default space (y up), or in the stage's (y down) as the
+// sprite engine sets it up.
+void DrawBothWays(GWorldPtr world, GWorldPtr expected, const std::vector<Stroke>& strokes,
+                  bool yDown = false)
 {
     static const CGFloat kDash[2] = {3, 2};
     static const cairo_line_cap_t kCaps[3] = {CAIRO_LINE_CAP_BUTT, CAIRO_LINE_CAP_ROUND,
                                               CAIRO_LINE_CAP_SQUARE};
     CGContextRef ctx = nullptr;
     ASSERT_EQ(QDBeginCGContext(world, &ctx), noErr);
-    CairoOnWorld cairo(expected, true);
+    if (yDown) {
+        CGContextTranslateCTM(ctx, 0, Bounds(world).bottom);
+        CGContextScaleCTM(ctx, 1, -1);
+    }
+    CairoOnWorld cairo(expected, !yDown);
     cairo_t* cr = cairo.cr;
     for (const Stroke& s : strokes) {
         CGContextSetShouldAntialias(ctx, s.antialias);
@@ -137,7 +144,7 @@ void DrawBothWays(GWorldPtr world, GWorldPtr expected, const std::vector<Stroke>
 }
 
 // One to three strokes in a row: the same stroke again, or one that differs
-// from it in a single respect.
+// from it in a single respect; a quarter of them in the stage's space.
 TEST(WorldContext, StrokesMatchCairoRepeatedOrChanged)
 {
     std::mt19937 rng(77);
@@ -169,7 +176,7 @@ TEST(WorldContext, StrokesMatchCairoRepeatedOrChanged)
         }
         for (const Stroke& s : strokes)
             opaque += s.alpha == 1.0;
-        DrawBothWays(world.get(), expected.get(), strokes);
+        DrawBothWays(world.get(), expected.get(), strokes, trial % 4 == 3);
         ASSERT_TRUE(SameWords(world.get(), expected.get())) << "trial " << trial;
     }
     EXPECT_GT(opaque, 400);
