@@ -2,6 +2,7 @@
 #include <unistd.h>
 
 #include <cmath>
+#include <map>
 #include <random>
 #include <set>
 #include <utility>
@@ -41,8 +42,9 @@ std::set<std::pair<int, int>> ChangedPixels(GWorldPtr world, GWorldPtr before)
 
 // A pen of size 1 without antialiasing (width 0.01, square caps, through
 // pixel centres, as the line drawer strokes it) over random pixels: one
-// pixel per step along the longer axis, ends included, each the exact
-// colour word; the erase marker's colour rounds to nearest.
+// pixel per step along the longer axis, ends included, each next to the one
+// before and the exact colour word; the erase marker's colour rounds to
+// nearest.
 TEST(CGContext, HairlinesOfEverySlopeAreOnePixelPerStepInTheExactWord)
 {
     std::mt19937 rng(5);
@@ -63,16 +65,19 @@ TEST(CGContext, HairlinesOfEverySlopeAreOnePixelPerStepInTheExactWord)
         EXPECT_EQ(ctx, nullptr);
         const auto changed = ChangedPixels(world.get(), before.get());
         const bool steep = std::abs(y1 - y0) > std::abs(x1 - x0);
-        std::set<int> steps;
+        std::map<int, int> steps; // along the longer axis: across it
         for (const auto& [h, v] : changed) {
             ASSERT_EQ(Pixel(world.get(), h, v), marker ? 0xFFFEFFFFu : 0xFF0000FFu)
                 << h << "," << v;
-            steps.insert(steep ? v : h);
+            steps[steep ? v : h] = steep ? h : v;
         }
         ASSERT_EQ(changed.size(), size_t(std::max(std::abs(x1 - x0), std::abs(y1 - y0)) + 1))
             << x0 << "," << y0 << " -> " << x1 << "," << y1;
         ASSERT_EQ(steps.size(), changed.size());
         ASSERT_TRUE(changed.count({x0, y0}) && changed.count({x1, y1}));
+        for (auto at = steps.begin(); std::next(at) != steps.end(); at++)
+            ASSERT_LE(std::abs(std::next(at)->second - at->second), 1)
+                << "a gap after " << at->first;
     }
 }
 
