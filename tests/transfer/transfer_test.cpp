@@ -179,7 +179,9 @@ TEST(Transfer, CopyBmBmBgReplicatesAndRestoresThePort)
 
 TEST(Transfer, ReducedRectCountsUniformBorders)
 {
-    // 6 x 4 pixels, rows 16 bytes apart, uniform but for one pixel.
+    // 6 x 4 pixels, rows 16 bytes apart, uniform or for one pixel (column 1
+    // of row 2, column 5 of row 0); last, no rows at all, where every column
+    // pair counts and no pixel is read.
     const struct
     {
         int odd, width, height;
@@ -190,7 +192,6 @@ TEST(Transfer, ReducedRectCountsUniformBorders)
         if (c.odd >= 0)
             image[size_t(c.odd)] = 0x0001;
         uint32_t out[2] = {99, 99};
-        // No rows: every column pair counts and no pixel is read.
         EXPECT_EQ(ReducedRect(out, c.height ? image.data() : nullptr, 16, c.width, c.height), 1);
         EXPECT_EQ(out[0], c.left) << "odd pixel " << c.odd;
         EXPECT_EQ(out[1], c.top) << "odd pixel " << c.odd;
