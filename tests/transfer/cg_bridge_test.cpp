@@ -8,74 +8,29 @@
 
 namespace {
 
-// Coverage of each pixel by the outline AltCGFrameRect strokes, from its
-// geometry (supersampled 16 x 16): the rectangle's path runs, in the y-up
-// space of the world, from its bottom-left corner right, up, left and back,
-// butt caps at dash ends, mitred corners where the dash is on.
-double FrameCoverage(const Rect& rect, int worldHeight, int lineWidth, bool dashed, int h, int v)
+// The outline as cairo strokes it on the world's words, y up: odd widths
+// run through pixel centres, mitred corners, dashes of 3 on and 3 off.
+TEST(AltCGFrameRect, SolidAndDashedOutlinesMatchCairo)
 {
-    const double o = lineWidth % 2 != 0 ? -0.5 : 0;
-    const double X = rect.left - o, Y = (worldHeight - rect.bottom) + o;
-    const double W = (rect.right - rect.left) + 2 * o, H = (rect.bottom - rect.top) + 2 * o;
-    const double corners[5][2] = {{X, Y}, {X + W, Y}, {X + W, Y + H}, {X, Y + H}, {X, Y}};
-    const double half = lineWidth / 2.0;
-    auto on = [&](double s) { return !dashed || std::fmod(s, 6.0) < 3.0; };
-    int hits = 0;
-    for (int sy = 0; sy < 16; sy++)
-        for (int sx = 0; sx < 16; sx++) {
-            const double px = h + (sx + 0.5) / 16, py = worldHeight - (v + (sy + 0.5) / 16);
-            bool covered = false;
-            double start = 0;
-            for (int i = 0; i < 4 && !covered; i++) {
-                const double ax = corners[i][0], ay = corners[i][1];
-                const double bx = corners[i + 1][0], by = corners[i + 1][1];
-                const double length = std::hypot(bx - ax, by - ay);
-                const double dx = (bx - ax) / length, dy = (by - ay) / length;
-                const double t = (px - ax) * dx + (py - ay) * dy;
-                const double n = -(px - ax) * dy + (py - ay) * dx;
-                covered = t >= 0 && t <= length && std::fabs(n) <= half && on(start + t);
-                // The corner at the end of this side, when the dash runs through it.
-                covered |= (i < 3 || !dashed) && std::fabs(px - bx) <= half &&
-                           std::fabs(py - by) <= half && on(start + length);
-                start += length;
-            }
-            hits += covered;
-        }
-    return hits / 256.0;
-}
-
-TEST(AltCGFrameRect, SolidAndDashedWidthsOneAndTwoPixelByPixel)
-{
-    // Sizes chosen so that no corner falls on the end of a dash.
-    for (int lineWidth : {1, 2})
+    for (int lineWidth : {1, 2, 3})
         for (bool dashed : {false, true}) {
             SCOPED_TRACE(testing::Message() << "width " << lineWidth << (dashed ? " dashed" : ""));
             World world = MakeWorld(24, 20);
             FillRandom(world.get(), 17);
-            const World before = CopyOf(world.get());
+            const World expected = CopyOf(world.get());
             Rect rect = lineWidth == 1 ? R(3, 4, 15, 14) : R(3, 4, 14, 13);
             AltCGFrameRect(world.get(), &rect, 0xFFFF, 0x8000, 0x0000, 255, lineWidth, dashed);
-            int full = 0, partial = 0;
-            for (int v = 0; v < 20; v++)
-                for (int h = 0; h < 24; h++) {
-                    const double c = FrameCoverage(rect, 20, lineWidth, dashed, h, v);
-                    const uint32_t got = Pixel(world.get(), h, v), old = Pixel(before.get(), h, v);
-                    full += c == 1;
-                    partial += c > 0 && c < 1;
-                    if (c == 0 || c == 1) {
-                        ASSERT_EQ(got, c == 0 ? old : 0x0080FFFFu) << h << "," << v;
-                        continue;
-                    }
-                    // Source over in premultiplied form, byte by byte.
-                    for (int shift = 0; shift < 32; shift += 8)
-                        ASSERT_NEAR((got >> shift) & 0xFF,
-                                    ((0x0080FFFFu >> shift) & 0xFF) * c +
-                                        ((old >> shift) & 0xFF) * (1 - c),
-                                    3.0)
-                            << "partial " << h << "," << v << " shift " << shift;
-                }
-            EXPECT_GT(full, 10);
-            EXPECT_TRUE(partial == 0 || (lineWidth == 1 && dashed)) << "everything on pixel edges";
+            {
+                CairoOnWorld cairo(expected.get(), true);
+                const double o = lineWidth % 2 != 0 ? 0.5 : 0, dash[2] = {3, 3};
+                cairo_set_source_rgba(cairo.cr, 1, 0x8000 / 65535.0, 0, 1);
+                cairo_set_line_width(cairo.cr, lineWidth);
+                cairo_set_dash(cairo.cr, dash, dashed ? 2 : 0, 0);
+                cairo_rectangle(cairo.cr, rect.left + o, 20 - rect.bottom - o,
+                                rect.right - rect.left - 2 * o, rect.bottom - rect.top - 2 * o);
+                cairo_stroke(cairo.cr);
+            }
+            EXPECT_TRUE(SameWords(world.get(), expected.get()));
         }
     // Width 1 on a 100-row world: rows top + 1 to bottom, columns left to right - 1.
     World tall = MakeWorld(10, 100);
