@@ -1,8 +1,6 @@
 // Images drawn one to one at whole pixels into a context on a world are
 // composited by the platform itself; these tests hold that drawing to the
-// bits cairo and pixman leave, over random worlds, images, places and clips.
-#include <pixman.h>
-
+// bits cairo leaves, over random worlds, images, places and clips.
 #include <cstring>
 #include <random>
 #include <vector>
@@ -165,42 +163,6 @@ TEST(ImageFastPath, RandomScenesMatchCairoInWorldAndViewContexts)
         pixels += uint64_t(p.width) * uint64_t(p.height);
     }
     EXPECT_GT(pixels, 1000000u);
-}
-
-TEST(ImageFastPath, EveryAlphaChannelAndWorldByteMatchesPixmansOver)
-{
-    // Straight pixels (a, c, c, c) over world pixels whose four bytes are
-    // d, d + 64, d + 128 and d + 192: every alpha, channel and world byte,
-    // 4,194,304 pixels, drawn by the context and by pixman's OVER.
-    constexpr int kWidth = 1024, kHeight = 4096;
-    World world = MakeWorld(kWidth, kHeight), picture = MakeWorld(kWidth, kHeight);
-    std::vector<uint32_t> cairoSource(size_t{kWidth} * kHeight), cairoWorld(cairoSource.size());
-    for (uint32_t i = 0; i < uint32_t{kWidth} * kHeight; i++) {
-        const uint32_t a = i >> 14, c = (i >> 6) & 0xFF, d = i & 63;
-        const uint32_t straight = (c << 24) | (c << 16) | (c << 8) | a;
-        const uint32_t under = ((d + 192) << 24) | ((d + 128) << 16) | ((d + 64) << 8) | d;
-        Pixel(picture.get(), int(i % kWidth), int(i / kWidth)) = straight;
-        Pixel(world.get(), int(i % kWidth), int(i / kWidth)) = under;
-        cairoSource[i] = ImagePixelToCairo(straight, kCGImageAlphaFirst);
-        cairoWorld[i] = MirrorWord(under);
-    }
-    pixman_image_t* src =
-        pixman_image_create_bits(PIXMAN_a8r8g8b8, kWidth, kHeight, cairoSource.data(), kWidth * 4);
-    pixman_image_t* dst =
-        pixman_image_create_bits(PIXMAN_a8r8g8b8, kWidth, kHeight, cairoWorld.data(), kWidth * 4);
-    pixman_image_composite32(PIXMAN_OP_OVER, src, nullptr, dst, 0, 0, 0, 0, 0, 0, kWidth, kHeight);
-    pixman_image_unref(src);
-    pixman_image_unref(dst);
-
-    ImageOver image(picture.get());
-    CGContextRef ctx = nullptr;
-    ASSERT_EQ(QDBeginCGContext(world.get(), &ctx), noErr);
-    CGContextDrawImage(ctx, CGRectMake(0, 0, kWidth, kHeight), image.image);
-    QDEndCGContext(world.get(), &ctx);
-    const std::vector<uint32_t> words = Words(world.get());
-    for (uint32_t i = 0; i < words.size(); i++)
-        ASSERT_EQ(words[i], MirrorWord(cairoWorld[i]))
-            << "alpha " << (i >> 14) << " channel " << ((i >> 6) & 0xFF) << " under " << (i & 63);
 }
 
 TEST(ImageFastPath, AWorldDrawnOverItselfIsReadBeforeItIsChanged)
