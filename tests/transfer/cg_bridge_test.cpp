@@ -1,5 +1,4 @@
 #include <cmath>
-#include <random>
 #include <vector>
 
 #include "sprig/blend.h"
@@ -115,41 +114,6 @@ TEST(CGCopyBits, DrawsAtAnotherSizeWithinTheClip)
     }
     EXPECT_EQ(Pixel(dst.get(), 1, 16), Pixel(before.get(), 1, 16));
     DisposeRgn(clip);
-}
-
-TEST(CGCopyBits, ScaledSoftPictureOverTransparentWhiteKeepsItsColours)
-{
-    // A picture of one colour whose alpha falls off towards its edges,
-    // enlarged the way a picture is resized: drawn over transparent white,
-    // then un-mixed from white.
-    const uint32_t colour = (90u << 24) | (40u << 16) | (200u << 8);
-    World src = MakeWorld(12, 12), dst = MakeWorld(30, 30);
-    for (int v = 0; v < 12; v++)
-        for (int h = 0; h < 12; h++) {
-            const double d = std::hypot(h - 5.5, v - 5.5);
-            Pixel(src.get(), h, v) =
-                colour | static_cast<uint32_t>(std::max(0, std::min(255, int(255 * (6 - d) / 3))));
-        }
-    FillOffscreen(dst.get(), 0xFFFFFF00);
-    Rect s = R(0, 0, 12, 12), d = R(0, 0, 30, 30);
-    CGCopyBits(src.get(), dst.get(), &s, &d, kCGImageAlphaFirst, true, false);
-    const std::vector<uint32_t> mixed = Words(dst.get());
-    EXPECT_GT(std::count_if(mixed.begin(), mixed.end(),
-                            [](uint32_t p) { return (p & 0xFF) > 0 && (p & 0xFF) < 255; }),
-              50);
-    RecreateColors(dst.get(), 0xFFFFFF00);
-    for (uint32_t p : Words(dst.get())) {
-        const int a = static_cast<int>(p & 0xFF);
-        if (a == 0) {
-            ASSERT_EQ(p, 0xFFFFFF00u);
-            continue;
-        }
-        // Rounding in the mix is magnified by 255 / a when it is undone.
-        for (int shift = 8; shift < 32; shift += 8)
-            ASSERT_NEAR(static_cast<int>((p >> shift) & 0xFF),
-                        static_cast<int>((colour >> shift) & 0xFF), 2 + 255 / a)
-                << std::hex << p;
-    }
 }
 
 TEST(DrawOffscreenToContext, PlacesTheWorldInThousandthsYUp)
