@@ -180,26 +180,4 @@ TEST(CGCopyBitsToContext, WholeWorldsAndPartsLandAtTheFlippedRectangle)
         }
 }
 
-TEST(MyCGCopyBits, SameSizeBlendsInSoftwareOtherSizesScale)
-{
-    World src = MakeWorld(6, 6), dst = MakeWorld(8, 8);
-    FillRandom(src.get(), 31);
-    FillRandom(dst.get(), 32);
-    const World before = CopyOf(dst.get());
-    Rect s = R(1, 1, 5, 5), d = R(5, 6, 9, 10); // clipped to the world's corner
-    MyCGCopyBits(src.get(), dst.get(), &s, &d, kCGImageAlphaFirst, false, false);
-    for (int v = 0; v < 8; v++)
-        for (int h = 0; h < 8; h++) {
-            uint32_t expected = Pixel(before.get(), h, v);
-            if (h >= 5 && v >= 6)
-                expected = MyMixColors(Pixel(src.get(), h - 4, v - 5), expected);
-            ASSERT_EQ(Pixel(dst.get(), h, v), expected) << h << "," << v;
-        }
-
-    FillWith(src.get(), 0x123456FF);
-    Rect all = R(0, 0, 6, 6), big = R(0, 0, 8, 8);
-    MyCGCopyBits(src.get(), dst.get(), &all, &big, kCGImageAlphaFirst, false, false);
-    EXPECT_EQ(Words(dst.get()), std::vector<uint32_t>(64, 0x123456FFu));
-}
-
 } // namespace

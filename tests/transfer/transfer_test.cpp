@@ -1,4 +1,3 @@
-#include <random>
 #include <string>
 #include <vector>
 
@@ -112,7 +111,10 @@ TEST(Transfer, CopyBitsAlphaTransparentFillsOnlyAlphaZero)
     EXPECT_TRUE(SameWords(dst.get(), expected.get()));
 }
 
-TEST(Transfer, CopyRawCompositesClipsAndAlertsOnSizeMismatch)
+// The raw copy and the bridge's copy of one size composite the source
+// over the destination, clipped to the world; the raw copy refuses other
+// sizes with an alert, the bridge's scales them.
+TEST(Transfer, SameSizeCopiesCompositeWithinTheWorldOtherSizesAlertOrScale)
 {
     std::vector<std::string> alerts;
     SetStandardAlertHandler(
@@ -121,36 +123,51 @@ TEST(Transfer, CopyRawCompositesClipsAndAlertsOnSizeMismatch)
                                                                     error + "|" + explanation);
         },
         &alerts);
-    std::vector<uint32_t> buffer(12 * 12);
-    std::mt19937 rng(7);
-    for (uint32_t& p : buffer)
-        p = rng();
-    World dst = MakeWorld(10, 10);
+    World src = MakeWorld(12, 12), dst = MakeWorld(10, 10);
+    FillRandom(src.get(), 7);
+    auto* words = reinterpret_cast<uint32_t*>(GetPixBaseAddr(GetGWorldPixMap(src.get())));
+    ASSERT_EQ(GetPixRowBytes(GetGWorldPixMap(src.get())), 48);
     FillNumbered(dst.get(), 1);
     const World before = CopyOf(dst.get());
 
     Rect s = R(0, 0, 10, 10), d = R(0, 0, 10, 11);
-    MyCGCopyRaw(buffer.data(), 12, dst.get(), &s, &d, 4, false, false);
+    MyCGCopyRaw(words, 12, dst.get(), &s, &d, 4, false, false);
     EXPECT_TRUE(SameWords(dst.get(), before.get()));
     EXPECT_EQ(alerts, std::vector<std::string>{"0|Unhandled exception occurred while drawing an "
                                                "image. Some graphic may not be shown as "
                                                "expected.|Please, submit your action log to R&D."});
 
-    // Half outside the world: the inside half is composited from the
-    // matching part of the source.
-    s = R(1, 2, 9, 8);
-    d = R(-4, 5, 4, 11);
-    MyCGCopyRaw(buffer.data(), 12, dst.get(), &s, &d, 4, false, false);
-    for (int v = 0; v < 10; v++)
-        for (int h = 0; h < 10; h++) {
-            uint32_t expected = Pixel(before.get(), h, v);
-            if (h < 4 && v >= 5)
-                expected = MyMixColors(buffer[(v - 5 + 2) * 12 + (h + 4 + 1)], expected);
-            ASSERT_EQ(Pixel(dst.get(), h, v), expected) << h << "," << v;
-        }
+    // Half outside the world to the left and below, or past its bottom-right
+    // corner: the inside part is composited from the matching source pixels.
+    const struct
+    {
+        Rect src, dst;
+    } cases[] = {{R(1, 2, 9, 8), R(-4, 5, 4, 11)}, {R(1, 1, 5, 5), R(7, 8, 11, 12)}};
+    for (const auto& c : cases) {
+        World raw = CopyOf(before.get()), bits = CopyOf(before.get());
+        s = c.src;
+        d = c.dst;
+        MyCGCopyRaw(words, 12, raw.get(), &s, &d, 4, false, false);
+        MyCGCopyBits(src.get(), bits.get(), &s, &d, kCGImageAlphaFirst, false, false);
+        for (int v = 0; v < 10; v++)
+            for (int h = 0; h < 10; h++) {
+                uint32_t expected = Pixel(before.get(), h, v);
+                if (h >= d.left && h < d.right && v >= d.top && v < d.bottom)
+                    expected = MyMixColors(Pixel(src.get(), h - d.left + s.left, v - d.top + s.top),
+                                           expected);
+                ASSERT_EQ(Pixel(raw.get(), h, v), expected) << d << " at " << h << "," << v;
+            }
+        EXPECT_TRUE(SameWords(bits.get(), raw.get())) << d;
+        EXPECT_FALSE(IsLocked(raw.get()) || IsLocked(src.get()));
+    }
     EXPECT_EQ(alerts.size(), 1u);
-    EXPECT_FALSE(IsLocked(dst.get()));
     SetStandardAlertHandler(nullptr, nullptr);
+
+    FillWith(src.get(), 0x123456FF);
+    s = R(0, 0, 12, 12);
+    d = R(0, 0, 10, 10);
+    MyCGCopyBits(src.get(), dst.get(), &s, &d, kCGImageAlphaFirst, false, false);
+    EXPECT_EQ(Words(dst.get()), std::vector<uint32_t>(100, 0x123456FFu));
 }
 
 TEST(Transfer, CopyBmBmBgReplicatesAndRestoresThePort)
@@ -195,32 +212,6 @@ TEST(Transfer, ReducedRectCountsUniformBorders)
         EXPECT_EQ(ReducedRect(out, c.height ? image.data() : nullptr, 16, c.width, c.height), 1);
         EXPECT_EQ(out[0], c.left) << "odd pixel " << c.odd;
         EXPECT_EQ(out[1], c.top) << "odd pixel " << c.odd;
-    }
-}
-
-TEST(MixColorsRow, MatchesThePlainBlendOnMillionsOfPixels)
-{
-    std::mt19937 rng(99);
-    std::vector<uint32_t> src(67), fast(67), plain(67);
-    for (int round = 0; round < 150000; round++) {
-        const int count = static_cast<int>(rng() % 68);
-        // Runs of four share an alpha mode, so whole groups of opaque,
-        // transparent and mixed sources and destinations all occur.
-        int srcMode = 0, dstMode = 0;
-        for (int i = 0; i < count; i++) {
-            if (i % 4 == 0) {
-                srcMode = static_cast<int>(rng() % 4);
-                dstMode = static_cast<int>(rng() % 4);
-            }
-            src[size_t(i)] = (rng() & 0xFFFFFF00) | RandomAlpha(rng, srcMode);
-            fast[size_t(i)] = plain[size_t(i)] = (rng() & 0xFFFFFF00) | RandomAlpha(rng, dstMode);
-        }
-        MixColorsRow(src.data(), fast.data(), count);
-        for (int i = 0; i < count; i++) {
-            plain[size_t(i)] = MyMixColors(src[size_t(i)], plain[size_t(i)]);
-            ASSERT_EQ(fast[size_t(i)], plain[size_t(i)])
-                << std::hex << src[size_t(i)] << " round " << std::dec << round << " at " << i;
-        }
     }
 }
 
