@@ -55,25 +55,6 @@ TEST(HIView, InvalidationsAreRecordedAndPassedToTheHost)
     EXPECT_EQ(HIViewCreateForHost(-1, 10, nullptr, nullptr), nullptr);
 }
 
-TEST(HIView, OffscreenViewDrawsImagesUpright)
-{
-    Canvas canvas(4, 4, true);
-    World picture = MakeWorld(1, 2);
-    Pixel(picture.get(), 0, 0) = 0x0000FFFF; // red on top
-    Pixel(picture.get(), 0, 1) = 0xFF0000FF; // blue below
-    ImageOver image(picture.get());
-    canvas.Begin();
-    const HIRect where = CGRectMake(1, 0, 2, 4);
-    HIViewDrawCGImage(canvas.ctx, &where, image.image);
-    canvas.End();
-    // The top row red, the bottom one blue (the rows between are filtered).
-    const std::vector<uint32_t> words = Words(canvas.world);
-    EXPECT_EQ(std::vector<uint32_t>(words.begin(), words.begin() + 4),
-              (std::vector<uint32_t>{0, 0x0000FFFF, 0x0000FFFF, 0}));
-    EXPECT_EQ(std::vector<uint32_t>(words.end() - 4, words.end()),
-              (std::vector<uint32_t>{0, 0xFF0000FF, 0xFF0000FF, 0}));
-}
-
 TEST(DrawEvent, CarriesACopyOfItsRegion)
 {
     RgnHandle region = NewRgn();

@@ -116,18 +116,29 @@ TEST(CGCopyBits, DrawsAtAnotherSizeWithinTheClip)
     DisposeRgn(clip);
 }
 
-TEST(DrawOffscreenToContext, PlacesTheWorldInThousandthsYUp)
+// On a host's cairo context, which gets its own state back when the
+// context made over it is released, however that was left.
+TEST(DrawOffscreenToContext, PlacesTheWorldInThousandthsYUpOnAHostsCairoContext)
 {
     World world = MakeWorld(1, 1);
     Pixel(world.get(), 0, 0) = 0x0000FFFF; // opaque red
     World surface = MakeWorld(40, 40);
     {
         CairoOnWorld cairo(surface.get());
+        cairo_set_line_width(cairo.cr, 7);
         CGContextRef ctx = CGContextCreateWithCairo(cairo.cr, 40);
+        ASSERT_NE(ctx, nullptr);
+        CGContextSaveGState(ctx); // left unbalanced on purpose
+        CGContextSetLineWidth(ctx, 1);
         // The rectangle (12.5, -0.5, 10, 20): x from 12.5 to 22.5, and in the
         // y-down surface from row 20.5 to 40.5.
         DrawOffscreenToContext(world.get(), ctx, 12500, -500, 10, 20, kCGImageAlphaFirst);
         CGContextRelease(ctx);
+        EXPECT_EQ(cairo_get_line_width(cairo.cr), 7);
+        cairo_matrix_t m;
+        cairo_get_matrix(cairo.cr, &m);
+        EXPECT_EQ(m.yy, 1);
+        EXPECT_EQ(cairo_status(cairo.cr), CAIRO_STATUS_SUCCESS);
     }
     auto at = [&](int h, int v) { return MirrorWord(Pixel(surface.get(), h, v)); };
     EXPECT_EQ(at(13, 21), 0xFFFF0000u);
