@@ -90,16 +90,13 @@ TEST(CGContext, StrokesLandOnExactWordsWithinTheClipAndSaveRestore)
     World world = MakeWorld(30, 20);
     FillRandom(world.get(), 4);
     const World before = CopyOf(world.get());
-    RgnHandle region = NewRgn(), second = NewRgn();
-    SetRectRgn(region, 2, 2, 10, 8); // top-down world coordinates
-    SetRectRgn(second, 20, 12, 25, 18);
-    UnionRgn(region, second, region);
+    const Region region({R(2, 2, 10, 8), R(20, 12, 25, 18)}); // top-down world coordinates
     Rect bounds = R(0, 0, 30, 20);
     CGContextRef ctx = nullptr;
     ASSERT_EQ(QDBeginCGContext(world.get(), &ctx), noErr);
     CGContextSetRGBStrokeColor(ctx, 1, 0, 0, 1);
     CGContextSaveGState(ctx);
-    EXPECT_EQ(ClipCGContextToRegion(ctx, &bounds, region), noErr);
+    EXPECT_EQ(ClipCGContextToRegion(ctx, &bounds, region.handle), noErr);
     CGContextSetLineWidth(ctx, 40);
     auto line = [&](double x0, double x1, double y) {
         CGContextMoveToPoint(ctx, x0, y);
@@ -127,8 +124,6 @@ TEST(CGContext, StrokesLandOnExactWordsWithinTheClipAndSaveRestore)
                                                            : Pixel(before.get(), h, v))
                 << h << "," << v;
         }
-    DisposeRgn(region);
-    DisposeRgn(second);
 }
 
 TEST(CGContext, StrokeTouchesOnlyTheRowsAroundIt)

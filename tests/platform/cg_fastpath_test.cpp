@@ -89,17 +89,6 @@ void DrawThroughCairo(GWorldPtr world, const Picture& p, int left, int top,
     cairo_surface_destroy(pixels);
 }
 
-RgnHandle RegionOf(const std::vector<Rect>& boxes)
-{
-    RgnHandle region = NewRgn(), box = NewRgn();
-    for (const Rect& r : boxes) {
-        RectRgn(box, &r);
-        UnionRgn(region, box, region);
-    }
-    DisposeRgn(box);
-    return region;
-}
-
 TEST(ImageFastPath, RandomScenesMatchCairoInWorldAndViewContexts)
 {
     std::mt19937 rng(20240611);
@@ -130,12 +119,12 @@ TEST(ImageFastPath, RandomScenesMatchCairoInWorldAndViewContexts)
         ASSERT_NE(image.image, nullptr);
         canvas.Begin();
         Rect bounds = R(0, 0, width, height);
-        RgnHandle firstRegion = RegionOf(first), secondRegion = RegionOf({second});
+        const Region firstRegion(first), secondRegion({second});
         CGContextSaveGState(canvas.ctx);
         if (clipKind != 0)
-            ClipCGContextToRegion(canvas.ctx, &bounds, firstRegion);
+            ClipCGContextToRegion(canvas.ctx, &bounds, firstRegion.handle);
         if (clipKind == 2)
-            ClipCGContextToRegion(canvas.ctx, &bounds, secondRegion);
+            ClipCGContextToRegion(canvas.ctx, &bounds, secondRegion.handle);
         if (clipKind == 3)
             CGContextRestoreGState(canvas.ctx);
         if (canvas.view) {
@@ -147,8 +136,6 @@ TEST(ImageFastPath, RandomScenesMatchCairoInWorldAndViewContexts)
                                image.image);
         }
         canvas.End();
-        DisposeRgn(firstRegion);
-        DisposeRgn(secondRegion);
 
         // The clip cairo is given: the first boxes, or box by box their
         // intersection with the second.

@@ -68,6 +68,24 @@ inline void FillMixed(GWorldPtr world, std::mt19937& rng)
             Pixel(world, h, v) = rng() % 5 == 0 ? (rng() % 2 ? 0 : rng() | 0xFF) : rng();
 }
 
+// A region made of boxes, disposed of with it.
+struct Region
+{
+    RgnHandle handle = NewRgn();
+
+    explicit Region(const std::vector<Rect>& boxes)
+    {
+        RgnHandle box = NewRgn();
+        for (const Rect& r : boxes) {
+            RectRgn(box, &r);
+            UnionRgn(handle, box, handle);
+        }
+        DisposeRgn(box);
+    }
+    Region(const Region&) = delete;
+    ~Region() { DisposeRgn(handle); }
+};
+
 // An image over pixel memory (or over a world's own pixels), released with
 // its provider.
 struct ImageOver

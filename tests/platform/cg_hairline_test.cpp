@@ -82,10 +82,7 @@ TEST(HairlineFastPath, RandomScenesMatchCairo)
             canvas.Begin();
             if (clipped) {
                 Rect bounds = R(0, 0, width, height);
-                RgnHandle region = NewRgn();
-                RectRgn(region, &clipBox);
-                ClipCGContextToRegion(canvas.ctx, &bounds, region);
-                DisposeRgn(region);
+                ClipCGContextToRegion(canvas.ctx, &bounds, Region({clipBox}).handle);
             }
             std::mt19937 scene(sceneSeed);
             DrawRandomScene(canvas.ctx, scene, width, height);

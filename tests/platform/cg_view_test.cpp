@@ -31,11 +31,7 @@ TEST(HIView, InvalidationsAreRecordedAndPassedToTheHost)
     const HIRect r = CGRectMake(10, 20, 30, 40);
     HIViewSetNeedsDisplayInRect(view, &r, true);
     HIViewSetNeedsDisplayInRect(view, &r, false); // asks for nothing
-    RgnHandle region = NewRgn(), other = NewRgn();
-    SetRectRgn(region, 0, 0, 5, 5);
-    SetRectRgn(other, 100, 50, 110, 60);
-    UnionRgn(region, other, region);
-    HIViewSetNeedsDisplayInRegion(view, region, true);
+    HIViewSetNeedsDisplayInRegion(view, Region({R(0, 0, 5, 5), R(100, 50, 110, 60)}).handle, true);
     const std::vector<Rect> expected = {R(10, 20, 40, 60), R(0, 0, 5, 5), R(100, 50, 110, 60)};
     EXPECT_EQ(host, expected);
     ASSERT_EQ(HIViewCountInvalidRects(view), 3);
@@ -47,8 +43,6 @@ TEST(HIView, InvalidationsAreRecordedAndPassedToTheHost)
     EXPECT_FALSE(HIViewGetInvalidRect(view, -1, &got));
     HIViewClearInvalidRects(view);
     EXPECT_EQ(HIViewCountInvalidRects(view), 0);
-    DisposeRgn(region);
-    DisposeRgn(other);
     HIViewRelease(view);
 
     EXPECT_EQ(HIViewCreateOffscreen(5000, 10), nullptr);
@@ -57,10 +51,7 @@ TEST(HIView, InvalidationsAreRecordedAndPassedToTheHost)
 
 TEST(DrawEvent, CarriesACopyOfItsRegion)
 {
-    RgnHandle region = NewRgn();
-    SetRectRgn(region, 1, 2, 3, 4);
-    EventRef event = CreateDrawEvent(region);
-    DisposeRgn(region);
+    EventRef event = CreateDrawEvent(Region({R(1, 2, 3, 4)}).handle);
     RgnHandle got = nullptr;
     EventParamType type = 0;
     uint32_t size = 0;

@@ -47,10 +47,7 @@ TEST(WorldContext, ABeginAfterAnEndStartsAfreshOverTheWorldsPixelsWhereverTheyAr
     CGContextSetLineDash(ctx, 0, dash, 2);
     CGContextSaveGState(ctx);
     CGContextTranslateCTM(ctx, 5, 5);
-    RgnHandle region = NewRgn();
-    RectRgn(region, &corner);
-    ClipCGContextToRegion(ctx, &bounds, region);
-    DisposeRgn(region);
+    ClipCGContextToRegion(ctx, &bounds, Region({corner}).handle);
     CGContextMoveToPoint(ctx, 1, 1);
     CGContextAddLineToPoint(ctx, 9, 9);
     QDEndCGContext(world, &ctx);

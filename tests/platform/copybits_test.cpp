@@ -26,12 +26,9 @@ TEST(CopyBits, CopiesTheNearestSourcePixelsWithinTheWorldAndTheMask)
         FillNumbered(dst.get(), 2);
         GWorldPtr to = c.oneWorld ? src.get() : dst.get();
         const World from = CopyOf(src.get()), under = CopyOf(to);
-        RgnHandle mask = NewRgn();
-        const Rect columns = R(1, 0, 3, 4);
-        RectRgn(mask, &columns);
+        const Region mask({R(1, 0, 3, 4)});
         CopyBits(GetPortBitMapForCopyBits(src.get()), GetPortBitMapForCopyBits(to), &c.src, &c.dst,
-                 srcCopy, c.masked ? mask : nullptr);
-        DisposeRgn(mask);
+                 srcCopy, c.masked ? mask.handle : nullptr);
         const Rect b = Bounds(to);
         for (int v = 0; v < b.bottom; v++)
             for (int h = 0; h < b.right; h++) {

@@ -89,9 +89,7 @@ TEST(CGCopyBits, DrawsAtAnotherSizeWithinTheClip)
     FillWith(src.get(), 0x4080C0FF);
     FillRandom(dst.get(), 21);
     World before = CopyOf(dst.get());
-    RgnHandle clip = NewRgn();
-    SetRectRgn(clip, 10, 5, 25, 20);
-    SetPortClipRegion(dst.get(), clip);
+    SetPortClipRegion(dst.get(), Region({R(10, 5, 25, 20)}).handle);
     Rect s = R(0, 0, 8, 8), d = R(4, 3, 36, 27); // four times as large
     CGCopyBits(src.get(), dst.get(), &s, &d, kCGImageAlphaFirst, true, false);
     EXPECT_TRUE(WordOnlyWithin(dst.get(), before.get(), R(10, 5, 25, 20), 0x4080C0FF));
@@ -105,15 +103,13 @@ TEST(CGCopyBits, DrawsAtAnotherSizeWithinTheClip)
     before = CopyOf(dst.get());
     s = R(2, 0, 6, 8); // two opaque columns, two transparent ones
     d = R(0, 0, 8, 16);
-    RectRgn(clip, &d);
-    SetPortClipRegion(dst.get(), clip);
+    SetPortClipRegion(dst.get(), Region({d}).handle);
     CGCopyBits(src.get(), dst.get(), &s, &d, kCGImageAlphaFirst, false, true);
     for (int v = 0; v < 16; v++) {
         EXPECT_EQ(Pixel(dst.get(), 1, v), 0x4080C0FFu) << v;
         EXPECT_EQ(Pixel(dst.get(), 6, v), Pixel(before.get(), 6, v)) << v;
     }
     EXPECT_EQ(Pixel(dst.get(), 1, 16), Pixel(before.get(), 1, 16));
-    DisposeRgn(clip);
 }
 
 // On a host's cairo context, which gets its own state back when the
