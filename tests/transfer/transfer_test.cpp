@@ -78,7 +78,7 @@ TEST(Transfer, AlphaOperations)
     EXPECT_EQ(std::vector<uint32_t>(words, words + 8), std::vector<uint32_t>(8, 0xFFFFFF00u));
 }
 
-TEST(Transfer, CopyTransparentLowersAlphaUnderTheKeyOnly)
+TEST(Transfer, KeyedCopiesActOnlyWhereTheSourceMatches)
 {
     const uint32_t key = 0xFFF8FF00;
     World src = MakeWorld(3, 1), dst = MakeWorld(3, 1);
@@ -92,11 +92,10 @@ TEST(Transfer, CopyTransparentLowersAlphaUnderTheKeyOnly)
               (std::vector<uint32_t>{0x123456FE, 0x123456FF, 0x1234567F})); // 255 * 255 >> 8
     CopyTransparent(src.get(), dst.get(), key, 255);
     EXPECT_EQ(Words(dst.get()), (std::vector<uint32_t>{0x12345600, 0x123456FF, 0x12345600}));
-}
 
-TEST(Transfer, CopyBitsAlphaTransparentFillsOnlyAlphaZero)
-{
-    World src = MakeWorld(4, 3), dst = MakeWorld(5, 5);
+    // The other keyed copy puts the key where the source's alpha is 0.
+    src = MakeWorld(4, 3);
+    dst = MakeWorld(5, 5);
     Pixel(src.get(), 1, 1) = 0x12345601;
     Pixel(src.get(), 2, 1) = 0xFFFFFF00;
     Pixel(src.get(), 1, 2) = 0xAABBCCFF;
