@@ -1,6 +1,6 @@
 // Every way the platform draws a row of straight alpha-first image pixels,
-// against the one-pixel definition it must match.
-#include <gtest/gtest.h>
+// against the one-pixel definition it must match and against pixman.
+#include <pixman.h>
 
 #include <algorithm>
 #include <cstring>
@@ -9,8 +9,7 @@
 #include <vector>
 
 #include "platform/cg_direct_p.h"
-#include "platform/cg_pixels_p.h"
-#include "tests/test_util.h"
+#include "tests/platform/cg_fixture.h"
 
 namespace {
 
@@ -46,10 +45,8 @@ TEST(StraightFirstRow, RowsOfEveryLengthMatchTheDefinition)
                     for (int i = 0; i < width; i++) {
                         if (rng() % 6 == 0)
                             mode = static_cast<int>(rng() % 4);
-                        const uint32_t alpha = mode == 0   ? 0
-                                               : mode == 1 ? 255
-                                               : mode == 2 ? rng() & 0xFF
-                                                           : (rng() & 1) * 255;
+                        const uint32_t alpha =
+                            mode == 3 ? (rng() & 1) * 255 : RandomAlpha(rng, mode);
                         image[size_t(i)] = (static_cast<uint32_t>(rng()) & 0xFFFFFF00) | alpha;
                         world[size_t(start + i)] = static_cast<uint32_t>(rng());
                     }
@@ -61,47 +58,67 @@ TEST(StraightFirstRow, RowsOfEveryLengthMatchTheDefinition)
                     v.row(bytes.data() + shift, world.data() + start, width);
                     for (int i = 0; i < int(world.size()); i++) {
                         const bool inside = i >= start && i < start + width;
-                        const uint32_t expected =
-                            inside ? Defined(image[size_t(i - start)], before[size_t(i)]) : kGuard;
-                        ASSERT_EQ(world[size_t(i)], expected)
+                        ASSERT_EQ(world[size_t(i)],
+                                  inside ? Defined(image[size_t(i - start)], before[size_t(i)])
+                                         : kGuard)
                             << v.name << ": width " << width << " start " << start << " at "
                             << i - start;
                     }
                 }
 }
 
-// Every alpha with every channel value over random world words, in rows of
-// 256 pixels of one alpha (whole groups of one kind) and shuffled.
-TEST(StraightFirstRow, EveryAlphaAndChannelMatchesTheDefinition)
+// Straight pixels (a, c, c ^ 0x5A, 255 - c) over world pixels whose four
+// bytes are d, d + 64, d + 128 and d + 192: every alpha, channel and world
+// byte, 4,194,304 pixels, in rows of one alpha (whole groups of one kind),
+// then shuffled. A context drawing the whole image, and each variant row by
+// row, leave what pixman's OVER leaves.
+TEST(StraightFirstRow, EveryAlphaChannelAndWorldByteMatchesPixmansOver)
 {
-    std::mt19937 rng(16);
-    std::vector<uint32_t> image, world;
-    for (uint32_t a = 0; a < 256; a++)
-        for (uint32_t c = 0; c < 256; c++) {
-            const uint32_t other = rng() & 0xFF;
-            image.push_back((c << 24) | (other << 16) | ((c ^ 0x5A) << 8) | a);
-            world.push_back(static_cast<uint32_t>(rng()));
-        }
-    std::vector<size_t> order(image.size());
-    for (size_t i = 0; i < order.size(); i++)
-        order[i] = i;
-    std::shuffle(order.begin(), order.end(), rng);
-    std::vector<uint32_t> shuffledImage, shuffledWorld;
-    for (size_t i : order) {
-        shuffledImage.push_back(image[i]);
-        shuffledWorld.push_back(world[i]);
+    constexpr int kWidth = 1024, kHeight = 4096;
+    std::vector<uint32_t> image(size_t{kWidth} * kHeight), world(image.size());
+    std::vector<uint32_t> cairoSource(image.size()), expected(image.size());
+    World drawn = MakeWorld(kWidth, kHeight);
+    for (uint32_t i = 0; i < image.size(); i++) {
+        const uint32_t a = i >> 14, c = (i >> 6) & 0xFF, d = i & 63;
+        image[i] = (c << 24) | ((c ^ 0x5A) << 16) | ((255 - c) << 8) | a;
+        world[i] = ((d + 192) << 24) | ((d + 128) << 16) | ((d + 64) << 8) | d;
+        Pixel(drawn.get(), int(i % kWidth), int(i / kWidth)) = world[i];
+        cairoSource[i] = ImagePixelToCairo(image[i], kCGImageAlphaFirst);
+        expected[i] = MirrorWord(world[i]);
     }
-    for (const StraightFirstRowVariant& v : StraightFirstRowVariants())
-        for (int layout = 0; layout < 2; layout++) {
-            const std::vector<uint32_t>& src = layout == 0 ? image : shuffledImage;
-            const std::vector<uint32_t>& under = layout == 0 ? world : shuffledWorld;
-            std::vector<uint32_t> out = under;
-            for (size_t at = 0; at < src.size(); at += 256)
-                v.row(reinterpret_cast<const uint8_t*>(src.data() + at), out.data() + at, 256);
-            for (size_t i = 0; i < src.size(); i++)
-                ASSERT_EQ(out[i], Defined(src[i], under[i]))
-                    << v.name << ": image " << std::hex << src[i] << " world " << under[i];
+    pixman_image_t* src =
+        pixman_image_create_bits(PIXMAN_a8r8g8b8, kWidth, kHeight, cairoSource.data(), kWidth * 4);
+    pixman_image_t* dst =
+        pixman_image_create_bits(PIXMAN_a8r8g8b8, kWidth, kHeight, expected.data(), kWidth * 4);
+    pixman_image_composite32(PIXMAN_OP_OVER, src, nullptr, dst, 0, 0, 0, 0, 0, 0, kWidth, kHeight);
+    pixman_image_unref(src);
+    pixman_image_unref(dst);
+    for (uint32_t& word : expected)
+        word = MirrorWord(word);
+
+    ImageOver over(image.data(), kWidth, kHeight, kWidth * 4);
+    CGContextRef ctx = nullptr;
+    ASSERT_EQ(QDBeginCGContext(drawn.get(), &ctx), noErr);
+    CGContextDrawImage(ctx, CGRectMake(0, 0, kWidth, kHeight), over.image);
+    QDEndCGContext(drawn.get(), &ctx);
+    ASSERT_EQ(Words(drawn.get()), expected) << "the context";
+    for (int layout = 0; layout < 2; layout++) {
+        if (layout == 1) {
+            // One order for all three: generators in the same state.
+            std::mt19937 first(16), second(16), third(16);
+            std::shuffle(image.begin(), image.end(), first);
+            std::shuffle(world.begin(), world.end(), second);
+            std::shuffle(expected.begin(), expected.end(), third);
         }
+        for (const StraightFirstRowVariant& v : StraightFirstRowVariants()) {
+            std::vector<uint32_t> out = world;
+            for (size_t at = 0; at < image.size(); at += kWidth)
+                v.row(reinterpret_cast<const uint8_t*>(image.data() + at), out.data() + at, kWidth);
+            for (size_t i = 0; i < image.size(); i++)
+                ASSERT_EQ(out[i], expected[i])
+                    << v.name << ": image " << std::hex << image[i] << " world " << world[i];
+        }
+    }
 }
 
 } // namespace

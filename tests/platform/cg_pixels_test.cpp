@@ -1,15 +1,11 @@
 // The one conversion between our pixel word and cairo's, checked against
 // pixman's own reading of the layouts and against a literal rounding.
-#include <gtest/gtest.h>
-
 #include <pixman.h>
 
 #include <cmath>
 #include <vector>
 
-#include "platform/cg_pixels_p.h"
-#include "platform/coregraphics.h"
-#include "tests/test_util.h"
+#include "tests/platform/cg_fixture.h"
 
 namespace {
 
@@ -40,26 +36,23 @@ TEST(CairoPixels, MirrorIsPixmansReadingOfOurLayout)
 
 TEST(CairoPixels, StraightAlphaIsPremultipliedRoundedToNearest)
 {
-    for (uint32_t a = 0; a < 256; a++) {
-        for (uint32_t c = 0; c < 256; c++) {
-            const uint32_t expected = static_cast<uint32_t>(std::floor(c * a / 255.0 + 0.5));
+    auto rounded = [](uint32_t c, uint32_t a) {
+        return static_cast<uint32_t>(std::floor(c * a / 255.0 + 0.5));
+    };
+    for (uint32_t a = 0; a < 256; a++)
+        for (uint32_t c = 0; c < 256; c++)
             // The colour in each lane in turn; the other lanes hold 255 - c.
             for (int lane = 0; lane < 3; lane++) {
-                const uint32_t other = 255 - c;
                 uint32_t word = a;
                 for (int l = 0; l < 3; l++)
-                    word |= (l == lane ? c : other) << (8 * (l + 1));
+                    word |= (l == lane ? c : 255 - c) << (8 * (l + 1));
                 const uint32_t out = ImagePixelToCairo(word, kCGImageAlphaFirst);
                 ASSERT_EQ(out >> 24, a);
                 // ours: red lane 0 -> cairo bits 16-23, green 8-15, blue 0-7
-                const uint32_t got = (out >> (16 - 8 * lane)) & 0xFF;
-                ASSERT_EQ(got, expected) << "a " << a << " c " << c << " lane " << lane;
-                const uint32_t otherExpected =
-                    static_cast<uint32_t>(std::floor(other * a / 255.0 + 0.5));
-                ASSERT_EQ((out >> (16 - 8 * ((lane + 1) % 3))) & 0xFF, otherExpected);
+                ASSERT_EQ((out >> (16 - 8 * lane)) & 0xFF, rounded(c, a))
+                    << "a " << a << " c " << c << " lane " << lane;
+                ASSERT_EQ((out >> (16 - 8 * ((lane + 1) % 3))) & 0xFF, rounded(255 - c, a));
             }
-        }
-    }
 }
 
 TEST(CairoPixels, OtherImageLayouts)
@@ -72,39 +65,6 @@ TEST(CairoPixels, OtherImageLayouts)
     EXPECT_EQ(ImagePixelToCairo(0x800040FF, kCGImageAlphaPremultipliedLast), 0x80FF4000u);
     EXPECT_EQ(ImagePixelToCairo(0x800040FF, kCGImageAlphaLast), 0x80802000u);
     EXPECT_EQ(ImagePixelToCairo(0x800040FF, kCGImageAlphaNoneSkipLast), 0xFFFF4000u);
-}
-
-TEST(CairoPixels, ImageDrawnOneToOneOverTransparentBlackIsItsPremultipliedForm)
-{
-    // Every (alpha, channel) pair, drawn through a context onto a world of
-    // zeros: each world pixel is the mirror of the premultiplied word.
-    World src = MakeWorld(256, 256);
-    for (uint32_t a = 0; a < 256; a++)
-        for (uint32_t c = 0; c < 256; c++)
-            Pixel(src.get(), static_cast<int>(c), static_cast<int>(a)) =
-                (c << 24) | ((255 - c) << 16) | ((c ^ 0x55) << 8) | a;
-    World dst = MakeWorld(256, 256);
-    PixMapHandle pm = GetGWorldPixMap(src.get());
-    CGDataProviderRef provider = CGDataProviderCreateWithData(
-        nullptr, GetPixBaseAddr(pm), 256 * size_t(GetPixRowBytes(pm)), nullptr);
-    CGColorSpaceRef space = CGColorSpaceCreateDeviceRGB();
-    CGImageRef image =
-        CGImageCreate(256, 256, 8, 32, size_t(GetPixRowBytes(pm)), space, kCGImageAlphaFirst,
-                      provider, nullptr, false, kCGRenderingIntentDefault);
-    ASSERT_NE(image, nullptr);
-    CGContextRef ctx = nullptr;
-    ASSERT_EQ(QDBeginCGContext(dst.get(), &ctx), noErr);
-    CGContextDrawImage(ctx, CGRectMake(0, 0, 256, 256), image);
-    QDEndCGContext(dst.get(), &ctx);
-    CGImageRelease(image);
-    CGDataProviderRelease(provider);
-    CGColorSpaceRelease(space);
-    for (int v = 0; v < 256; v++)
-        for (int h = 0; h < 256; h++) {
-            const uint32_t s = Pixel(src.get(), h, v);
-            ASSERT_EQ(Pixel(dst.get(), h, v), MirrorWord(ImagePixelToCairo(s, kCGImageAlphaFirst)))
-                << h << "," << v;
-        }
 }
 
 } // namespace

@@ -1,55 +1,44 @@
 // Contexts on worlds as the line drawer uses them, one per line: a context
 // begun after another one ended behaves as a new one, and wide strokes
 // leave exactly the bits cairo leaves however far their joins reach.
-#include <gtest/gtest.h>
-
-#include <cairo.h>
-
-#include <cstring>
 #include <random>
 #include <vector>
 
-#include "platform/cg_pixels_p.h"
-#include "platform/coregraphics.h"
-#include "tests/test_util.h"
+#include "tests/platform/cg_fixture.h"
 
 namespace {
 
-std::vector<uint32_t> Words(GWorldPtr world)
-{
-    Rect b;
-    GetPortBounds(world, &b);
-    std::vector<uint32_t> words;
-    for (int v = 0; v < b.bottom; v++)
-        for (int h = 0; h < b.right; h++)
-            words.push_back(Pixel(world, h, v));
-    return words;
-}
-
 // A diagonal in the context's current state, from its default user space.
-void StrokeDiagonal(CGContextRef ctx)
+void StrokeDiagonal(GWorldPtr world)
 {
+    CGContextRef ctx = nullptr;
+    ASSERT_EQ(QDBeginCGContext(world, &ctx), noErr);
     CGContextBeginPath(ctx);
     CGContextMoveToPoint(ctx, 2, 3);
     CGContextAddLineToPoint(ctx, 27, 17);
     CGContextStrokePath(ctx);
+    QDEndCGContext(world, &ctx);
 }
 
-TEST(WorldContext, ABeginAfterAnEndStartsAfreshOverTheWorldsPixels)
+// A context begun after another one ended behaves as a new one: it draws
+// in the default state (black, 1 wide, unclipped) over what the world holds
+// now, in the memory its pixel map shows now.
+TEST(WorldContext, ABeginAfterAnEndStartsAfreshOverTheWorldsPixelsWhereverTheyAre)
 {
-    // What a new context draws: the default state, black, 1 wide, unclipped.
     World fresh = MakeWorld(30, 20);
     FillNumbered(fresh.get(), 4);
-    CGContextRef ctx = nullptr;
-    ASSERT_EQ(QDBeginCGContext(fresh.get(), &ctx), noErr);
-    StrokeDiagonal(ctx);
-    QDEndCGContext(fresh.get(), &ctx);
-    const std::vector<uint32_t> expected = Words(fresh.get());
+    StrokeDiagonal(fresh.get());
 
+    std::vector<uint32_t> first(32 * 20, 0), second(32 * 20, 0);
+    Rect bounds = R(0, 0, 30, 20), corner = R(0, 0, 4, 4);
+    GWorldPtr world = nullptr;
+    ASSERT_EQ(NewGWorldFromPtr(&world, 0, &bounds, nullptr, nullptr, 0,
+                               reinterpret_cast<Ptr>(first.data()), 32 * 4),
+              noErr);
     // A context left with everything changed, a state saved and not
     // restored and a path begun, then ended.
-    World world = MakeWorld(30, 20);
-    ASSERT_EQ(QDBeginCGContext(world.get(), &ctx), noErr);
+    CGContextRef ctx = nullptr;
+    ASSERT_EQ(QDBeginCGContext(world, &ctx), noErr);
     CGContextSetRGBStrokeColor(ctx, 1, 0, 0, 0.5);
     CGContextSetLineWidth(ctx, 7);
     CGContextSetLineCap(ctx, kCGLineCapRound);
@@ -58,53 +47,21 @@ TEST(WorldContext, ABeginAfterAnEndStartsAfreshOverTheWorldsPixels)
     CGContextSetLineDash(ctx, 0, dash, 2);
     CGContextSaveGState(ctx);
     CGContextTranslateCTM(ctx, 5, 5);
-    Rect bounds, corner;
-    GetPortBounds(world.get(), &bounds);
-    SetRect(&corner, 0, 0, 4, 4);
-    RgnHandle region = NewRgn();
-    RectRgn(region, &corner);
-    ClipCGContextToRegion(ctx, &bounds, region);
-    DisposeRgn(region);
+    ClipCGContextToRegion(ctx, &bounds, Region({corner}).handle);
     CGContextMoveToPoint(ctx, 1, 1);
     CGContextAddLineToPoint(ctx, 9, 9);
-    QDEndCGContext(world.get(), &ctx);
+    QDEndCGContext(world, &ctx);
     EXPECT_EQ(ctx, nullptr);
 
-    // The host changes the pixels in between; the next context draws over
-    // what is there now, in the default state.
-    FillNumbered(world.get(), 4);
-    ASSERT_EQ(QDBeginCGContext(world.get(), &ctx), noErr);
-    StrokeDiagonal(ctx);
-    QDEndCGContext(world.get(), &ctx);
-    EXPECT_EQ(Words(world.get()), expected);
-    EXPECT_NE(Words(world.get()), Words(MakeWorld(30, 20).get()));
-}
-
-TEST(WorldContext, AContextFollowsTheWorldsPixelMapWhenAHostMovesIt)
-{
-    std::vector<uint32_t> first(32 * 20, 0), second(32 * 20, 0);
-    Rect bounds;
-    SetRect(&bounds, 0, 0, 30, 20);
-    GWorldPtr world = nullptr;
-    ASSERT_EQ(NewGWorldFromPtr(&world, 0, &bounds, nullptr, nullptr, 0,
-                               reinterpret_cast<Ptr>(first.data()), 32 * 4),
-              noErr);
-    CGContextRef ctx = nullptr;
-    ASSERT_EQ(QDBeginCGContext(world, &ctx), noErr);
-    StrokeDiagonal(ctx);
-    QDEndCGContext(world, &ctx);
-    const std::vector<uint32_t> drawn = first;
-    EXPECT_NE(drawn, second);
-
-    // The world now shows other memory, laid out the same way.
-    PixMapHandle pm = GetGWorldPixMap(world);
-    (*pm)->baseAddr = reinterpret_cast<Ptr>(second.data());
-    std::fill(first.begin(), first.end(), 0u);
-    ASSERT_EQ(QDBeginCGContext(world, &ctx), noErr);
-    StrokeDiagonal(ctx);
-    QDEndCGContext(world, &ctx);
-    EXPECT_EQ(second, drawn);
-    EXPECT_EQ(first, std::vector<uint32_t>(32 * 20, 0u));
+    // The host points the world at other memory, laid out the same way, and
+    // fills it; the old memory stays as it is.
+    (*GetGWorldPixMap(world))->baseAddr = reinterpret_cast<Ptr>(second.data());
+    FillNumbered(world, 4);
+    const std::vector<uint32_t> old = first;
+    StrokeDiagonal(world);
+    EXPECT_EQ(Words(world), Words(fresh.get()));
+    EXPECT_NE(Words(world), Words(MakeWorld(30, 20).get()));
+    EXPECT_EQ(first, old);
     DisposeGWorld(world); // with its parked context
 }
 
@@ -135,58 +92,64 @@ Stroke RandomStroke(std::mt19937& rng)
     double x = static_cast<double>(rng() % 50) - 5 + (rng() % 4) / 4.0;
     double y = static_cast<double>(rng() % 50) - 5 + (rng() % 4) / 4.0;
     for (int i = 0; i <= corners; i++) {
-        s.points.push_back(x);
-        s.points.push_back(y);
+        s.points.insert(s.points.end(), {x, y});
         x += zigzag ? static_cast<double>(rng() % 7) - 3 : (rng() % 41) / 4.0 - 5;
         y += zigzag ? (i % 2 ? 10.0 : -10.0) : (rng() % 41) / 4.0 - 5;
     }
     return s;
 }
 
-const CGFloat kDash[2] = {3, 2};
-
-void StrokeThroughContext(CGContextRef ctx, const Stroke& s)
+// Draws the strokes through a context on world and through cairo on
+// expected (read as cairo's words); both must then hold the same words. In
+// the context's default space (y up), or in the stage's (y down) as the
+// sprite engine sets it up.
+void DrawBothWays(GWorldPtr world, GWorldPtr expected, const std::vector<Stroke>& strokes,
+                  bool yDown = false)
 {
-    CGContextSetShouldAntialias(ctx, s.antialias);
-    CGContextSetRGBStrokeColor(ctx, s.red, 64 / 255.0, 1, s.alpha);
-    CGContextSetLineWidth(ctx, s.width);
-    CGContextSetLineCap(ctx, static_cast<CGLineCap>(s.cap));
-    CGContextSetLineDash(ctx, 1, s.dashed ? kDash : nullptr, s.dashed ? 2 : 0);
-    CGContextMoveToPoint(ctx, s.points[0], s.points[1]);
-    for (size_t i = 2; i < s.points.size(); i += 2)
-        CGContextAddLineToPoint(ctx, s.points[i], s.points[i + 1]);
-    CGContextStrokePath(ctx);
+    static const CGFloat kDash[2] = {3, 2};
+    static const cairo_line_cap_t kCaps[3] = {CAIRO_LINE_CAP_BUTT, CAIRO_LINE_CAP_ROUND,
+                                              CAIRO_LINE_CAP_SQUARE};
+    CGContextRef ctx = nullptr;
+    ASSERT_EQ(QDBeginCGContext(world, &ctx), noErr);
+    if (yDown) {
+        CGContextTranslateCTM(ctx, 0, Bounds(world).bottom);
+        CGContextScaleCTM(ctx, 1, -1);
+    }
+    CairoOnWorld cairo(expected, !yDown);
+    cairo_t* cr = cairo.cr;
+    for (const Stroke& s : strokes) {
+        CGContextSetShouldAntialias(ctx, s.antialias);
+        CGContextSetRGBStrokeColor(ctx, s.red, 64 / 255.0, 1, s.alpha);
+        CGContextSetLineWidth(ctx, s.width);
+        CGContextSetLineCap(ctx, static_cast<CGLineCap>(s.cap));
+        CGContextSetLineDash(ctx, 1, s.dashed ? kDash : nullptr, s.dashed ? 2 : 0);
+        cairo_set_antialias(cr, s.antialias ? CAIRO_ANTIALIAS_DEFAULT : CAIRO_ANTIALIAS_NONE);
+        cairo_set_source_rgba(cr, s.red, 64 / 255.0, 1, s.alpha);
+        cairo_set_line_width(cr, s.width);
+        cairo_set_line_cap(cr, kCaps[s.cap]);
+        cairo_set_dash(cr, s.dashed ? kDash : nullptr, s.dashed ? 2 : 0, 1);
+        CGContextMoveToPoint(ctx, s.points[0], s.points[1]);
+        cairo_move_to(cr, s.points[0], s.points[1]);
+        for (size_t i = 2; i < s.points.size(); i += 2) {
+            CGContextAddLineToPoint(ctx, s.points[i], s.points[i + 1]);
+            cairo_line_to(cr, s.points[i], s.points[i + 1]);
+        }
+        CGContextStrokePath(ctx);
+        cairo_stroke(cr);
+    }
+    QDEndCGContext(world, &ctx);
 }
 
-void StrokeThroughCairo(cairo_t* cr, const Stroke& s)
-{
-    const cairo_line_cap_t caps[3] = {CAIRO_LINE_CAP_BUTT, CAIRO_LINE_CAP_ROUND,
-                                      CAIRO_LINE_CAP_SQUARE};
-    cairo_set_antialias(cr, s.antialias ? CAIRO_ANTIALIAS_DEFAULT : CAIRO_ANTIALIAS_NONE);
-    cairo_set_source_rgba(cr, s.red, 64 / 255.0, 1, s.alpha);
-    cairo_set_line_width(cr, s.width);
-    cairo_set_line_cap(cr, caps[s.cap]);
-    cairo_set_dash(cr, s.dashed ? kDash : nullptr, s.dashed ? 2 : 0, 1);
-    cairo_move_to(cr, s.points[0], s.points[1]);
-    for (size_t i = 2; i < s.points.size(); i += 2)
-        cairo_line_to(cr, s.points[i], s.points[i + 1]);
-    cairo_stroke(cr);
-}
-
-// Strokes through a context on a world and through cairo on the same
-// pixels (read as cairo's words), one to three in a row: the same stroke
-// again, or one that differs from it in a single respect.
+// One to three strokes in a row: the same stroke again, or one that differs
+// from it in a single respect; a quarter of them in the stage's space.
 TEST(WorldContext, StrokesMatchCairoRepeatedOrChanged)
 {
     std::mt19937 rng(77);
     int opaque = 0, repeated = 0;
     for (int trial = 0; trial < 600; trial++) {
-        const int width = 40, height = 40;
-        World world = MakeWorld(width, height);
+        World world = MakeWorld(40, 40);
         FillNumbered(world.get(), static_cast<uint32_t>(trial));
-        World expected = MakeWorld(width, height);
-        FillNumbered(expected.get(), static_cast<uint32_t>(trial));
-
+        World expected = CopyOf(world.get());
         std::vector<Stroke> strokes = {RandomStroke(rng)};
         for (int n = static_cast<int>(rng() % 3); n > 0; n--) {
             Stroke next = strokes.back();
@@ -205,39 +168,13 @@ TEST(WorldContext, StrokesMatchCairoRepeatedOrChanged)
                 break;
             default:
                 repeated++;
-                break;
             }
             strokes.push_back(next);
         }
-
-        CGContextRef ctx = nullptr;
-        ASSERT_EQ(QDBeginCGContext(world.get(), &ctx), noErr);
-        for (const Stroke& s : strokes) {
-            StrokeThroughContext(ctx, s);
-            opaque += s.alpha == 1.0;
-        }
-        QDEndCGContext(world.get(), &ctx);
-
-        PixMapHandle pm = GetGWorldPixMap(expected.get());
-        auto* base = reinterpret_cast<uint8_t*>(GetPixBaseAddr(pm));
-        const int rowBytes = GetPixRowBytes(pm);
-        MirrorRows(base, rowBytes, width, height);
-        cairo_surface_t* surface =
-            cairo_image_surface_create_for_data(base, CAIRO_FORMAT_ARGB32, width, height, rowBytes);
-        cairo_t* cr = cairo_create(surface);
-        cairo_translate(cr, 0, height);
-        cairo_scale(cr, 1, -1);
         for (const Stroke& s : strokes)
-            StrokeThroughCairo(cr, s);
-        cairo_destroy(cr);
-        cairo_surface_finish(surface);
-        cairo_surface_destroy(surface);
-        MirrorRows(base, rowBytes, width, height);
-
-        for (int v = 0; v < height; v++)
-            for (int h = 0; h < width; h++)
-                ASSERT_EQ(Pixel(world.get(), h, v), Pixel(expected.get(), h, v))
-                    << "trial " << trial << " at " << h << "," << v;
+            opaque += s.alpha == 1.0;
+        DrawBothWays(world.get(), expected.get(), strokes, trial % 4 == 3);
+        ASSERT_TRUE(SameWords(world.get(), expected.get())) << "trial " << trial;
     }
     EXPECT_GT(opaque, 400);
     EXPECT_GT(repeated, 150);
@@ -248,9 +185,8 @@ TEST(WorldContext, StrokesMatchCairoRepeatedOrChanged)
 // near the origin of the same world.
 TEST(WorldContext, StrokesFarIntoALargeWorldMatchCairo)
 {
-    const int width = 4000, height = 1200;
-    World world = MakeWorld(width, height);
-    World expected = MakeWorld(width, height);
+    World world = MakeWorld(4000, 1200);
+    World expected = MakeWorld(4000, 1200);
     Stroke far;
     far.width = 3;
     far.cap = 1;
@@ -258,35 +194,10 @@ TEST(WorldContext, StrokesFarIntoALargeWorldMatchCairo)
     far.points = {3990.25, 10.5, 3975.0, 3.75};
     Stroke near = far;
     near.points = {3.25, 1190.5, 12.0, 1185.75};
-
-    CGContextRef ctx = nullptr;
-    ASSERT_EQ(QDBeginCGContext(world.get(), &ctx), noErr);
-    StrokeThroughContext(ctx, far);
-    StrokeThroughContext(ctx, near);
-    QDEndCGContext(world.get(), &ctx);
-
-    PixMapHandle pm = GetGWorldPixMap(expected.get());
-    auto* base = reinterpret_cast<uint8_t*>(GetPixBaseAddr(pm));
-    const int rowBytes = GetPixRowBytes(pm);
-    cairo_surface_t* surface =
-        cairo_image_surface_create_for_data(base, CAIRO_FORMAT_ARGB32, width, height, rowBytes);
-    cairo_t* cr = cairo_create(surface);
-    cairo_translate(cr, 0, height);
-    cairo_scale(cr, 1, -1);
-    StrokeThroughCairo(cr, far);
-    StrokeThroughCairo(cr, near);
-    cairo_destroy(cr);
-    cairo_surface_finish(surface);
-    cairo_surface_destroy(surface);
-    MirrorRows(base, rowBytes, width, height);
-
-    int drawn = 0;
-    for (int v = 0; v < height; v++)
-        for (int h = 0; h < width; h++) {
-            ASSERT_EQ(Pixel(world.get(), h, v), Pixel(expected.get(), h, v)) << h << "," << v;
-            drawn += Pixel(world.get(), h, v) != 0;
-        }
-    EXPECT_GT(drawn, 60);
+    DrawBothWays(world.get(), expected.get(), {far, near});
+    ASSERT_TRUE(SameWords(world.get(), expected.get()));
+    const std::vector<uint32_t> words = Words(world.get());
+    EXPECT_GT(words.size() - size_t(std::count(words.begin(), words.end(), 0u)), 60u);
 }
 
 } // namespace

@@ -1,96 +1,61 @@
-#include <gtest/gtest.h>
-
-#include "tests/test_util.h"
+#include "tests/platform/cg_fixture.h"
 
 namespace {
 
-void Copy(GWorldPtr src, GWorldPtr dst, const Rect& srcRect, const Rect& dstRect,
-          RgnHandle mask = nullptr, int16_t mode = srcCopy)
+// Each destination pixel within the destination rectangle, the world and
+// the mask takes the source pixel its place maps to (nearest, alpha and
+// all); every other pixel keeps its word.
+TEST(CopyBits, CopiesTheNearestSourcePixelsWithinTheWorldAndTheMask)
 {
-    CopyBits(GetPortBitMapForCopyBits(src), GetPortBitMapForCopyBits(dst), &srcRect, &dstRect, mode,
-             mask);
-}
-
-TEST(CopyBits, EnlargesByPixelReplicationWithAlpha)
-{
-    World src = MakeWorld(3, 2);
-    const uint32_t words[2][3] = {{0x11223300, 0x445566FF, 0x77889901},
-                                  {0xAABBCC80, 0x00000000, 0xFFFFFFFE}};
-    for (int v = 0; v < 2; v++)
-        for (int h = 0; h < 3; h++)
-            Pixel(src.get(), h, v) = words[v][h];
-    for (int factor : {2, 3}) {
-        World dst = MakeWorld(3 * factor + 1, 2 * factor + 1);
-        FillNumbered(dst.get(), 7);
-        const uint32_t untouched = Pixel(dst.get(), 3 * factor, 2 * factor);
-        Copy(src.get(), dst.get(), R(0, 0, 3, 2), R(0, 0, 3 * factor, 2 * factor));
-        for (int v = 0; v < 2 * factor; v++)
-            for (int h = 0; h < 3 * factor; h++)
-                ASSERT_EQ(Pixel(dst.get(), h, v), words[v / factor][h / factor])
-                    << "factor " << factor << " at " << h << "," << v;
-        EXPECT_EQ(Pixel(dst.get(), 3 * factor, 2 * factor), untouched);
+    struct Case
+    {
+        Rect src, dst;
+        bool masked = false, oneWorld = false;
+    };
+    const Case cases[] = {
+        {R(0, 0, 3, 2), R(0, 0, 6, 4)}, // enlarged by replication
+        {R(0, 0, 3, 2), R(0, 0, 9, 6)},
+        {R(0, 0, 4, 4), R(1, 1, 3, 3)},              // halved: every other pixel
+        {R(0, 0, 2, 2), R(-1, -1, 1, 1)},            // hanging off the top-left corner
+        {R(0, 0, 4, 4), R(0, 0, 4, 4), true},        // within the mask's two columns
+        {R(0, 0, 3, 1), R(1, 0, 4, 1), false, true}, // overlapping: the original is read
+    };
+    for (const Case& c : cases) {
+        World src = MakeWorld(4, 4), dst = MakeWorld(10, 7);
+        FillNumbered(src.get(), 1);
+        FillNumbered(dst.get(), 2);
+        GWorldPtr to = c.oneWorld ? src.get() : dst.get();
+        const World from = CopyOf(src.get()), under = CopyOf(to);
+        const Region mask({R(1, 0, 3, 4)});
+        CopyBits(GetPortBitMapForCopyBits(src.get()), GetPortBitMapForCopyBits(to), &c.src, &c.dst,
+                 srcCopy, c.masked ? mask.handle : nullptr);
+        const Rect b = Bounds(to);
+        for (int v = 0; v < b.bottom; v++)
+            for (int h = 0; h < b.right; h++) {
+                const bool inside = h >= c.dst.left && h < c.dst.right && v >= c.dst.top &&
+                                    v < c.dst.bottom && (!c.masked || (h >= 1 && h < 3));
+                const int x = c.src.left + (h - c.dst.left) * (c.src.right - c.src.left) /
+                                               (c.dst.right - c.dst.left);
+                const int y = c.src.top + (v - c.dst.top) * (c.src.bottom - c.src.top) /
+                                              (c.dst.bottom - c.dst.top);
+                ASSERT_EQ(Pixel(to, h, v),
+                          inside ? Pixel(from.get(), x, y) : Pixel(under.get(), h, v))
+                    << c.dst << " at " << h << "," << v;
+            }
     }
-}
-
-TEST(CopyBits, ShrinksPlacesAndClipsToTheDestination)
-{
-    World src = MakeWorld(4, 4);
-    FillNumbered(src.get(), 1);
-    World dst = MakeWorld(4, 4);
-    Copy(src.get(), dst.get(), R(0, 0, 4, 4), R(1, 1, 3, 3)); // halve: every other pixel
-    EXPECT_EQ(Pixel(dst.get(), 1, 1), Pixel(src.get(), 0, 0));
-    EXPECT_EQ(Pixel(dst.get(), 2, 1), Pixel(src.get(), 2, 0));
-    EXPECT_EQ(Pixel(dst.get(), 2, 2), Pixel(src.get(), 2, 2));
-    EXPECT_EQ(Pixel(dst.get(), 0, 0), 0u);
-    EXPECT_EQ(Pixel(dst.get(), 3, 3), 0u);
-
-    World small = MakeWorld(2, 2);
-    // The destination rectangle hangs off the top-left corner: only the part
-    // inside is written, with the source pixels that map there.
-    Copy(src.get(), small.get(), R(0, 0, 2, 2), R(-1, -1, 1, 1));
-    EXPECT_EQ(Pixel(small.get(), 0, 0), Pixel(src.get(), 1, 1));
-    EXPECT_EQ(Pixel(small.get(), 1, 0), 0u);
-    EXPECT_EQ(Pixel(small.get(), 0, 1), 0u);
-}
-
-TEST(CopyBits, MaskRegionLimitsTheDestination)
-{
-    World src = MakeWorld(4, 4);
-    FillNumbered(src.get(), 3);
-    World dst = MakeWorld(4, 4);
-    RgnHandle mask = NewRgn();
-    Rect m = R(1, 0, 3, 4);
-    RectRgn(mask, &m);
-    Copy(src.get(), dst.get(), R(0, 0, 4, 4), R(0, 0, 4, 4), mask);
-    for (int v = 0; v < 4; v++)
-        for (int h = 0; h < 4; h++)
-            EXPECT_EQ(Pixel(dst.get(), h, v), (h == 1 || h == 2) ? Pixel(src.get(), h, v) : 0u);
-    DisposeRgn(mask);
-}
-
-TEST(CopyBits, OverlappingCopyWithinOneWorldReadsTheOriginal)
-{
-    World world = MakeWorld(4, 1);
-    for (int h = 0; h < 4; h++)
-        Pixel(world.get(), h, 0) = 0x100u + static_cast<uint32_t>(h);
-    Copy(world.get(), world.get(), R(0, 0, 3, 1), R(1, 0, 4, 1));
-    EXPECT_EQ(Pixel(world.get(), 0, 0), 0x100u);
-    EXPECT_EQ(Pixel(world.get(), 1, 0), 0x100u);
-    EXPECT_EQ(Pixel(world.get(), 2, 0), 0x101u);
-    EXPECT_EQ(Pixel(world.get(), 3, 0), 0x102u);
 }
 
 TEST(CopyBits, OtherModesCopyNothing)
 {
-    World src = MakeWorld(2, 2);
+    World src = MakeWorld(2, 2), dst = MakeWorld(2, 2);
     FillNumbered(src.get(), 5);
-    World dst = MakeWorld(2, 2);
+    const Rect r = R(0, 0, 2, 2);
     testing::internal::CaptureStderr();
-    Copy(src.get(), dst.get(), R(0, 0, 2, 2), R(0, 0, 2, 2), nullptr, 36 /* transparent */);
+    CopyBits(GetPortBitMapForCopyBits(src.get()), GetPortBitMapForCopyBits(dst.get()), &r, &r,
+             36 /* transparent */, nullptr);
     const std::string diagnostic = testing::internal::GetCapturedStderr();
     EXPECT_NE(diagnostic.find("srcCopy"), std::string::npos) << diagnostic;
-    EXPECT_EQ(Pixel(dst.get(), 0, 0), 0u);
-    EXPECT_EQ(Pixel(dst.get(), 1, 1), 0u);
+    EXPECT_EQ(Words(dst.get()), std::vector<uint32_t>(4, 0u));
 }
 
 } // namespace
