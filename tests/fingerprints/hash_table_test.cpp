@@ -12,23 +12,13 @@
 namespace {
 
 // A key as the host hands it in: the text's UTF-16 units, then zero units up
-// to the key's length.
-std::vector<uint16_t> Units(const std::u16string& text, size_t length)
+// to the key's length (17 for a short key, 33 for a long one).
+std::vector<uint16_t> Units(const std::string& text, size_t length)
 {
     std::vector<uint16_t> units(length, 0);
     for (size_t i = 0; i < text.size() && i < length; i++)
-        units[i] = text[i];
+        units[i] = static_cast<uint8_t>(text[i]);
     return units;
-}
-
-std::vector<uint16_t> ShortKey(const std::string& digits)
-{
-    return Units(std::u16string(digits.begin(), digits.end()), 17);
-}
-
-std::vector<uint16_t> LongKey(const std::string& digits)
-{
-    return Units(std::u16string(digits.begin(), digits.end()), 33);
 }
 
 std::string Hex16(uint32_t n)
@@ -45,29 +35,18 @@ std::string Hex32(uint32_t n)
     return text;
 }
 
-void Add(const std::string& shortDigits, const std::string& longDigits, uint32_t value)
+void Add(const std::string& shortKey, const std::string& longKey, uint32_t value)
 {
-    EXPECT_EQ(AddHash(ShortKey(shortDigits).data(), LongKey(longDigits).data(), value), 1);
-}
-
-uint32_t Lookup16(const std::string& digits)
-{
-    return HashLookup16(ShortKey(digits).data());
-}
-
-uint32_t Lookup32(const std::string& digits)
-{
-    return HashLookup32(LongKey(digits).data());
+    EXPECT_EQ(AddHash(Units(shortKey, 17).data(), Units(longKey, 33).data(), value), 1);
 }
 
 // The 33 units HashTranslate writes, or "absent" when it answers 0 (and
 // then the units must be untouched).
-std::string Translate(const std::string& digits)
+std::string Translate(const std::string& shortKey)
 {
     std::vector<uint16_t> out(34, 0xBEEF);
-    if (!HashTranslate(ShortKey(digits).data(), out.data())) {
-        for (uint16_t unit : out)
-            EXPECT_EQ(unit, 0xBEEF);
+    if (!HashTranslate(Units(shortKey, 17).data(), out.data())) {
+        EXPECT_EQ(out, std::vector<uint16_t>(34, 0xBEEF));
         return "absent";
     }
     EXPECT_EQ(out[33], 0xBEEF) << "wrote past 33 units";
@@ -78,6 +57,15 @@ std::string Translate(const std::string& digits)
     for (; i < 33; i++)
         EXPECT_EQ(out[i], 0) << "unit " << i << " after the key";
     return text;
+}
+
+// Both lookups answer value (0: absent) and the short key translates to the
+// long one.
+void ExpectEntry(const std::string& shortKey, const std::string& longKey, uint32_t value)
+{
+    EXPECT_EQ(HashLookup16(Units(shortKey, 17).data()), value) << shortKey;
+    EXPECT_EQ(HashLookup32(Units(longKey, 33).data()), value) << longKey;
+    EXPECT_EQ(Translate(shortKey), value ? longKey : "absent");
 }
 
 class HashTable : public ::testing::Test
@@ -93,108 +81,81 @@ class HashTable : public ::testing::Test
 
 TEST_F(HashTable, HostSequenceOpenAddCloseLookUp)
 {
-    // No table yet: every lookup answers 0.
-    EXPECT_EQ(Lookup16("3412000000000000"), 0u);
-    EXPECT_EQ(Lookup32("D41D8CD98F00B204E9800998ECF8427E"), 0u);
-    EXPECT_EQ(Translate("3412000000000000"), "absent");
+    const std::string a = "3412000000000000", b = "0000341200000000", c = "ABCDEF0123456789";
+    const std::string empty = "D41D8CD98F00B204E9800998ECF8427E",
+                      abc = "900150983CD24FB0D6963F7D28E17F72",
+                      one = "0CC175B9C0F1B6A831C399E269772661";
+    ExpectEntry(a, empty, 0); // no table yet
 
     EXPECT_EQ(OpenHash(), 1);
-    Add("3412000000000000", "D41D8CD98F00B204E9800998ECF8427E", 17);
-    Add("0000341200000000", "900150983CD24FB0D6963F7D28E17F72", 0xFFFFFFFF);
-    Add("3412000000000000", "0CC175B9C0F1B6A831C399E269772661", 99); // duplicate short key
-    Add("ABCDEF0123456789", "D41D8CD98F00B204E9800998ECF8427E", 5);  // duplicate long key
+    Add(a, empty, 17);
+    Add(b, abc, 0xFFFFFFFF);
+    Add(a, one, 99);  // duplicate short key
+    Add(c, empty, 5); // duplicate long key
     // Lookups answer while the table is still open.
-    EXPECT_EQ(Lookup16("0000341200000000"), 0xFFFFFFFFu);
+    EXPECT_EQ(HashLookup16(Units(b, 17).data()), 0xFFFFFFFFu);
     EXPECT_EQ(CloseHash(), 1);
 
     // Duplicates: the first entry wins, for either key.
-    EXPECT_EQ(Lookup16("3412000000000000"), 17u);
-    EXPECT_EQ(Lookup32("D41D8CD98F00B204E9800998ECF8427E"), 17u);
-    EXPECT_EQ(Lookup16("ABCDEF0123456789"), 5u);
-    EXPECT_EQ(Lookup32("0CC175B9C0F1B6A831C399E269772661"), 99u);
-    EXPECT_EQ(Lookup32("900150983CD24FB0D6963F7D28E17F72"), 0xFFFFFFFFu);
-    EXPECT_EQ(Translate("3412000000000000"), "D41D8CD98F00B204E9800998ECF8427E");
-    EXPECT_EQ(Translate("0000341200000000"), "900150983CD24FB0D6963F7D28E17F72");
-
+    ExpectEntry(a, empty, 17);
+    ExpectEntry(b, abc, 0xFFFFFFFF);
+    EXPECT_EQ(HashLookup16(Units(c, 17).data()), 5u);
+    EXPECT_EQ(HashLookup32(Units(one, 33).data()), 99u);
     // Absent keys, keys that are only a prefix of one, a short key asked as
     // a long one.
-    EXPECT_EQ(Lookup16("3412000000000001"), 0u);
-    EXPECT_EQ(Lookup16("341200000000000"), 0u);
-    EXPECT_EQ(Lookup16(""), 0u);
-    EXPECT_EQ(Lookup32("3412000000000000"), 0u);
-    EXPECT_EQ(Translate("FFFFFFFFFFFFFFFF"), "absent");
-
+    for (const char* absent : {"3412000000000001", "341200000000000", "", "FFFFFFFFFFFFFFFF"})
+        ExpectEntry(absent, a, 0);
     // Keys compare as text up to the first zero unit: what follows it in
     // the host's array does not count.
-    std::vector<uint16_t> trailing = ShortKey("ABCDEF0123456789");
+    std::vector<uint16_t> trailing = Units(c, 17);
     trailing[16] = 0;
     EXPECT_EQ(HashLookup16(trailing.data()), 5u);
 
     FreeAllHashMemory();
-    EXPECT_EQ(Lookup16("3412000000000000"), 0u);
-    EXPECT_EQ(Lookup16("0000341200000000"), 0u);
-    EXPECT_EQ(Lookup32("900150983CD24FB0D6963F7D28E17F72"), 0u);
-    EXPECT_EQ(Translate("3412000000000000"), "absent");
+    ExpectEntry(a, empty, 0);
+    ExpectEntry(b, abc, 0);
     FreeAllHashMemory(); // twice is harmless
 }
 
-TEST_F(HashTable, OpenHashDiscardsTheOldTable)
+TEST_F(HashTable, OnlyAnOpenTableTakesEntriesAndOpeningDiscardsTheOld)
 {
-    OpenHash();
-    Add("1111111111111111", Hex32(1), 1);
-    OpenHash();
-    EXPECT_EQ(Lookup16("1111111111111111"), 0u);
-    Add("2222222222222222", Hex32(2), 2);
-    CloseHash();
-    OpenHash(); // from the closed state too
-    EXPECT_EQ(Lookup16("2222222222222222"), 0u);
-    Add("3333333333333333", Hex32(3), 3);
-    CloseHash();
-    EXPECT_EQ(Lookup16("3333333333333333"), 3u);
+    Add(Hex16(1), Hex32(1), 1); // before any OpenHash
+    EXPECT_EQ(CloseHash(), 1);
+    ExpectEntry(Hex16(1), Hex32(1), 0);
 
-    // An empty table closes and answers 0.
     OpenHash();
+    Add(Hex16(1), Hex32(1), 1);
+    OpenHash();
+    ExpectEntry(Hex16(1), Hex32(1), 0);
+    Add(Hex16(2), Hex32(2), 2);
     CloseHash();
-    EXPECT_EQ(Lookup16("3333333333333333"), 0u);
-    EXPECT_EQ(Translate("3333333333333333"), "absent");
+    // After CloseHash the table is read-only and keeps its entries.
+    Add(Hex16(3), Hex32(3), 3);
+    ExpectEntry(Hex16(3), Hex32(3), 0);
+    ExpectEntry(Hex16(2), Hex32(2), 2);
+    OpenHash(); // from the closed state too
+    ExpectEntry(Hex16(2), Hex32(2), 0);
+    Add(Hex16(3), Hex32(3), 3);
+    CloseHash();
+    ExpectEntry(Hex16(3), Hex32(3), 3);
+    OpenHash();
+    CloseHash(); // an empty table closes and answers 0
+    ExpectEntry(Hex16(3), Hex32(3), 0);
+
+    FreeAllHashMemory();
+    Add(Hex16(4), Hex32(4), 4);
+    ExpectEntry(Hex16(4), Hex32(4), 0);
 }
 
 TEST_F(HashTable, GrowsPastFiveThousandWhileOpen)
 {
     OpenHash();
-    const uint32_t count = 12001;
-    for (uint32_t i = 0; i < count; i++)
+    for (uint32_t i = 0; i < 12001; i++)
         Add(Hex16(i), Hex32(i), i + 1);
     CloseHash();
-    for (uint32_t i : {0u, 1u, 4998u, 4999u, 5000u, 5001u, 9999u, 10000u, 12000u}) {
-        EXPECT_EQ(Lookup16(Hex16(i)), i + 1) << i;
-        EXPECT_EQ(Lookup32(Hex32(i)), i + 1) << i;
-        EXPECT_EQ(Translate(Hex16(i)), Hex32(i)) << i;
-    }
-    EXPECT_EQ(Lookup16(Hex16(count)), 0u);
-}
-
-TEST_F(HashTable, AddsWithoutAnOpenTableAreRefused)
-{
-    // Before any OpenHash.
-    Add("1111111111111111", Hex32(1), 1);
-    EXPECT_EQ(Lookup16("1111111111111111"), 0u);
-    EXPECT_EQ(CloseHash(), 1);
-    EXPECT_EQ(Lookup16("1111111111111111"), 0u);
-
-    // After CloseHash the table is read-only and keeps its entries.
-    OpenHash();
-    Add("2222222222222222", Hex32(2), 2);
-    CloseHash();
-    Add("3333333333333333", Hex32(3), 3);
-    EXPECT_EQ(Lookup16("3333333333333333"), 0u);
-    EXPECT_EQ(Lookup32(Hex32(3)), 0u);
-    EXPECT_EQ(Lookup16("2222222222222222"), 2u);
-
-    // After FreeAllHashMemory.
-    FreeAllHashMemory();
-    Add("4444444444444444", Hex32(4), 4);
-    EXPECT_EQ(Lookup16("4444444444444444"), 0u);
+    for (uint32_t i : {0u, 1u, 4998u, 4999u, 5000u, 5001u, 9999u, 10000u, 12000u})
+        ExpectEntry(Hex16(i), Hex32(i), i + 1);
+    ExpectEntry(Hex16(12001), Hex32(12001), 0);
 }
 
 void* NoRoom(void*, size_t)
@@ -211,22 +172,20 @@ void* RoomForFiveThousand(void* block, size_t size)
 TEST_F(HashTable, NoRoomLeavesAConsistentTable)
 {
     OpenHash();
-    Add("1111111111111111", Hex32(1), 1);
+    Add(Hex16(1), Hex32(1), 1);
     sprig::SetHashTableRealloc(NoRoom);
     EXPECT_EQ(OpenHash(), 1);
-    Add("2222222222222222", Hex32(2), 2);
+    Add(Hex16(2), Hex32(2), 2);
     EXPECT_EQ(CloseHash(), 1);
-    EXPECT_EQ(Lookup16("1111111111111111"), 0u); // the old table is gone
-    EXPECT_EQ(Lookup16("2222222222222222"), 0u);
-    EXPECT_EQ(Lookup32(Hex32(2)), 0u);
-    EXPECT_EQ(Translate("2222222222222222"), "absent");
+    ExpectEntry(Hex16(1), Hex32(1), 0); // the old table is gone
+    ExpectEntry(Hex16(2), Hex32(2), 0);
     FreeAllHashMemory();
 
     // With room again, the table works as before.
     sprig::SetHashTableRealloc(nullptr);
     OpenHash();
-    Add("2222222222222222", Hex32(2), 2);
-    EXPECT_EQ(Lookup16("2222222222222222"), 2u);
+    Add(Hex16(2), Hex32(2), 2);
+    ExpectEntry(Hex16(2), Hex32(2), 2);
 
     // A table that cannot grow refuses the 5001st entry and keeps the rest.
     sprig::SetHashTableRealloc(RoomForFiveThousand);
@@ -234,9 +193,9 @@ TEST_F(HashTable, NoRoomLeavesAConsistentTable)
     for (uint32_t i = 0; i < 5001; i++)
         Add(Hex16(i), Hex32(i), i + 1);
     CloseHash();
-    EXPECT_EQ(Lookup16(Hex16(0)), 1u);
-    EXPECT_EQ(Lookup16(Hex16(4999)), 5000u);
-    EXPECT_EQ(Lookup16(Hex16(5000)), 0u);
+    ExpectEntry(Hex16(0), Hex32(0), 1);
+    ExpectEntry(Hex16(4999), Hex32(4999), 5000);
+    ExpectEntry(Hex16(5000), Hex32(5000), 0);
 }
 
 TEST_F(HashTable, KeysThatFillTheirWholeField)
@@ -244,17 +203,11 @@ TEST_F(HashTable, KeysThatFillTheirWholeField)
     // 17 digits in a short key and 33 in a long one leave no terminator in
     // the stored field; they still compare and translate whole.
     OpenHash();
-    const std::u16string shortDigits = u"0123456789ABCDEF0";
-    const std::u16string longDigits = u"0123456789ABCDEF0123456789ABCDEF9";
-    EXPECT_EQ(AddHash(Units(shortDigits, 17).data(), Units(longDigits, 33).data(), 42), 1);
+    Add("0123456789ABCDEF0", "0123456789ABCDEF0123456789ABCDEF9", 42);
     Add("FEDCBA9876543210", Hex32(7), 7);
     CloseHash();
-    EXPECT_EQ(HashLookup16(Units(shortDigits, 17).data()), 42u);
-    EXPECT_EQ(HashLookup32(Units(longDigits, 33).data()), 42u);
-    std::vector<uint16_t> out(33, 0xBEEF);
-    ASSERT_EQ(HashTranslate(Units(shortDigits, 17).data(), out.data()), 1);
-    EXPECT_EQ(std::u16string(out.begin(), out.end()), longDigits);
-    EXPECT_EQ(Lookup16("FEDCBA9876543210"), 7u);
+    ExpectEntry("0123456789ABCDEF0", "0123456789ABCDEF0123456789ABCDEF9", 42);
+    ExpectEntry("FEDCBA9876543210", Hex32(7), 7);
 }
 
 TEST(Uni2String, ConvertsUpToTheFirstZeroWithinRoom)

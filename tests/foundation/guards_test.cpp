@@ -1,28 +1,24 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <vector>
 
 #include "tests/test_util.h"
 
 namespace {
 
-bool SameColour(const RGBColor& a, const RGBColor& b)
+// The current foreground then background colour, six channels.
+std::vector<uint16_t> Colours()
 {
-    return a.red == b.red && a.green == b.green && a.blue == b.blue;
+    RGBColor f, b;
+    GetForeColor(&f);
+    GetBackColor(&b);
+    return {f.red, f.green, f.blue, b.red, b.green, b.blue};
 }
 
-RGBColor ForeColour()
+std::vector<uint16_t> Pair(const RGBColor& f, const RGBColor& b)
 {
-    RGBColor c;
-    GetForeColor(&c);
-    return c;
-}
-
-RGBColor BackColour()
-{
-    RGBColor c;
-    GetBackColor(&c);
-    return c;
+    return {f.red, f.green, f.blue, b.red, b.green, b.blue};
 }
 
 CGrafPtr CurrentWorld(GDHandle* device = nullptr)
@@ -37,19 +33,16 @@ CGrafPtr CurrentWorld(GDHandle* device = nullptr)
 
 TEST(Guards, NestedWorldsAndPortsUnwindInReverseOrder)
 {
-    World a = MakeWorld(2, 2);
-    World b = MakeWorld(3, 3);
-    World c = MakeWorld(1, 1);
+    World a = MakeWorld(2, 2), b = MakeWorld(3, 3), c = MakeWorld(1, 1);
     auto fakeDevice = reinterpret_cast<GDHandle>(&c);
     SetGWorld(c.get(), fakeDevice);
+    GDHandle device;
     {
         StGWorld outer(a.get());
-        GDHandle device;
         EXPECT_EQ(CurrentWorld(&device), a.get());
         EXPECT_EQ(device, nullptr); // a guard sets no device
         {
             StGWorld inner(b.get());
-            EXPECT_EQ(CurrentWorld(), b.get());
             {
                 StPort port(a.get());
                 GrafPtr current;
@@ -60,7 +53,6 @@ TEST(Guards, NestedWorldsAndPortsUnwindInReverseOrder)
         }
         EXPECT_EQ(CurrentWorld(), a.get());
     }
-    GDHandle device;
     EXPECT_EQ(CurrentWorld(&device), c.get());
     EXPECT_EQ(device, fakeDevice);
     SetGWorld(c.get(), nullptr);
@@ -68,51 +60,40 @@ TEST(Guards, NestedWorldsAndPortsUnwindInReverseOrder)
 
 TEST(Guards, ColourGuardsRestoreWhatTheyFound)
 {
-    RGBColor start = {0x1234, 0x5678, 0x9ABC};
-    RGBColor startBack = {0x0101, 0x0202, 0x0303};
-    RGBForeColor(&start);
-    RGBBackColor(&startBack);
+    const RGBColor fore = {0x1234, 0x5678, 0x9ABC}, back = {0x0101, 0x0202, 0x0303};
+    RGBColor red = {0xFFFF, 0, 0}, green = {0, 0xFFFF, 0}, blue = {0, 0, 0xFFFF};
+    RGBForeColor(&fore);
+    RGBBackColor(&back);
     {
-        RGBColor red = {0xFFFF, 0, 0};
-        StForeColor fore(red);
-        EXPECT_TRUE(SameColour(ForeColour(), red));
+        StForeColor foreGuard(red);
         {
             StForeColor saveOnly;
-            RGBColor green = {0, 0xFFFF, 0};
             RGBForeColor(&green);
         }
-        EXPECT_TRUE(SameColour(ForeColour(), red));
-        RGBColor blue = {0, 0, 0xFFFF};
-        StBackColor back(blue);
-        EXPECT_TRUE(SameColour(BackColour(), blue));
+        EXPECT_EQ(Colours(), Pair(red, back));
+        StBackColor backGuard(blue);
+        EXPECT_EQ(Colours(), Pair(red, blue));
     }
-    EXPECT_TRUE(SameColour(ForeColour(), start));
-    EXPECT_TRUE(SameColour(BackColour(), startBack));
-
+    EXPECT_EQ(Colours(), Pair(fore, back));
     {
         StColors blackOnWhite;
-        EXPECT_TRUE(SameColour(ForeColour(), rgbBlack));
-        EXPECT_TRUE(SameColour(BackColour(), rgbWhite));
-        RGBColor fore = {1, 2, 3};
-        RGBColor back = {4, 5, 6};
+        EXPECT_EQ(Colours(), Pair(rgbBlack, rgbWhite));
         {
-            StColors chosen(fore, back);
-            EXPECT_TRUE(SameColour(ForeColour(), fore));
-            EXPECT_TRUE(SameColour(BackColour(), back));
+            StColors chosen(blue, green);
+            EXPECT_EQ(Colours(), Pair(blue, green));
         }
-        EXPECT_TRUE(SameColour(ForeColour(), rgbBlack));
-        EXPECT_TRUE(SameColour(BackColour(), rgbWhite));
+        EXPECT_EQ(Colours(), Pair(rgbBlack, rgbWhite));
     }
-    EXPECT_TRUE(SameColour(ForeColour(), start));
-    EXPECT_TRUE(SameColour(BackColour(), startBack));
+    EXPECT_EQ(Colours(), Pair(fore, back));
 }
 
 TEST(Guards, PenDrawsWithItsSizeAndColourThenRestoresEverything)
 {
     World world = MakeWorld(10, 10);
     StGWorld current(world.get());
-    RGBColor before = {0x0000, 0x8080, 0x0000};
+    const RGBColor before = {0x0000, 0x8080, 0x0000};
     RGBForeColor(&before);
+    const std::vector<uint16_t> colours = Colours();
     PenState custom;
     GetPenState(&custom);
     custom.pnLoc = {7, 8};
@@ -121,16 +102,22 @@ TEST(Guards, PenDrawsWithItsSizeAndColourThenRestoresEverything)
     for (int i = 0; i < 8; i++)
         custom.pnPat.pat[i] = static_cast<uint8_t>(0x55 << (i & 1));
     SetPenState(&custom);
+    auto expectPen = [](short sizeH, short sizeV, short mode, const uint8_t* pattern) {
+        PenState now;
+        GetPenState(&now);
+        EXPECT_EQ(now.pnSize.h, sizeH);
+        EXPECT_EQ(now.pnSize.v, sizeV);
+        EXPECT_EQ(now.pnMode, mode);
+        EXPECT_EQ(now.pnLoc.h, 8); // PenNormal keeps the location
+        EXPECT_EQ(now.pnLoc.v, 7);
+        if (pattern) {
+            EXPECT_EQ(0, memcmp(now.pnPat.pat, pattern, 8));
+        }
+    };
     {
         RGBColor red = {0xFFFF, 0x0000, 0x0000};
         StPen pen(3, &red);
-        PenState inside;
-        GetPenState(&inside);
-        EXPECT_EQ(inside.pnSize.h, 3);
-        EXPECT_EQ(inside.pnSize.v, 3);
-        EXPECT_EQ(inside.pnMode, patCopy);
-        EXPECT_EQ(inside.pnLoc.h, 8); // PenNormal keeps the location
-        EXPECT_EQ(inside.pnLoc.v, 7);
+        expectPen(3, 3, patCopy, nullptr);
         MoveTo(1, 1);
         LineTo(1, 1);
     }
@@ -140,15 +127,8 @@ TEST(Guards, PenDrawsWithItsSizeAndColourThenRestoresEverything)
             const bool inPen = h >= 1 && h < 4 && v >= 1 && v < 4;
             EXPECT_EQ(Pixel(world.get(), h, v), inPen ? 0x0000FFFFu : 0u) << h << "," << v;
         }
-    PenState after;
-    GetPenState(&after);
-    EXPECT_EQ(after.pnLoc.h, 8);
-    EXPECT_EQ(after.pnLoc.v, 7);
-    EXPECT_EQ(after.pnSize.h, 2);
-    EXPECT_EQ(after.pnSize.v, 0);
-    EXPECT_EQ(after.pnMode, 11);
-    EXPECT_EQ(0, memcmp(after.pnPat.pat, custom.pnPat.pat, 8));
-    EXPECT_TRUE(SameColour(ForeColour(), before));
+    expectPen(2, 0, 11, custom.pnPat.pat);
+    EXPECT_EQ(Colours(), colours);
     PenNormal();
 }
 
@@ -156,27 +136,26 @@ TEST(Guards, LocksNestAndRestoreThePixelsState)
 {
     World world = MakeWorld(4, 4);
     PixMapHandle pm = GetGWorldPixMap(world.get());
-    EXPECT_EQ(GetPixelsState(pm) & pixelsLocked, 0u);
+    auto locked = [pm] { return (GetPixelsState(pm) & pixelsLocked) != 0; };
+    EXPECT_FALSE(locked());
     {
         StLock outer(world.get());
-        EXPECT_NE(GetPixelsState(pm) & pixelsLocked, 0u);
+        EXPECT_TRUE(locked());
         {
             StLock inner(pm);
-            EXPECT_NE(GetPixelsState(pm) & pixelsLocked, 0u);
         }
         // The inner guard found the pixels locked and leaves them locked.
-        EXPECT_NE(GetPixelsState(pm) & pixelsLocked, 0u);
+        EXPECT_TRUE(locked());
     }
-    EXPECT_EQ(GetPixelsState(pm) & pixelsLocked, 0u);
-
+    EXPECT_FALSE(locked());
     LockPixels(pm);
     {
         StLock lock(pm);
     }
-    EXPECT_NE(GetPixelsState(pm) & pixelsLocked, 0u);
+    EXPECT_TRUE(locked());
     UnlockPixels(pm);
     UnlockPixels(pm); // unlocking unlocked pixels does no harm
-    EXPECT_EQ(GetPixelsState(pm) & pixelsLocked, 0u);
+    EXPECT_FALSE(locked());
 }
 
 TEST(Guards, OffscreenOwnsAWorldOrThrowsTheErrorCode)
@@ -187,10 +166,7 @@ TEST(Guards, OffscreenOwnsAWorldOrThrowsTheErrorCode)
         ASSERT_NE(world, nullptr);
         Rect b;
         GetPortBounds(world, &b);
-        EXPECT_EQ(b.top, 0);
-        EXPECT_EQ(b.left, 0);
-        EXPECT_EQ(b.bottom, 30);
-        EXPECT_EQ(b.right, 40);
+        EXPECT_EQ(b, R(0, 0, 40, 30));
         EXPECT_EQ((*GetGWorldPixMap(world))->pixelSize, 32);
     }
     auto thrownBy = [](uint32_t width, uint32_t height, short depth) -> int {
@@ -215,21 +191,21 @@ TEST(ImageBuffer, RowsArePaddedToFourPixels)
         int32_t rowBytes;
     };
     for (const Case& c : {Case{5, 3, 32}, Case{8, 3, 32}, Case{1, 0, 16}, Case{4, 1, 16},
-                          Case{0, 2, 0}, Case{9, 2, 48}}) {
+                          Case{0, 2, 0}, Case{9, 2, 48}, Case{-1, 5, 0}}) {
         int32_t rowBytes = -1;
         void* block = NewImageBuffer(c.width, c.height, rowBytes);
         EXPECT_EQ(rowBytes, c.rowBytes) << c.width << " x " << c.height;
         const size_t size = static_cast<size_t>(rowBytes) * c.height;
+        if (c.width < 0) {
+            EXPECT_EQ(block, nullptr);
+        }
+        // The whole block is ours to write (AddressSanitizer checks the end).
         if (size) {
             ASSERT_NE(block, nullptr);
-            // The whole block is ours to write (AddressSanitizer checks the end).
             memset(block, 0xAB, size);
         }
         std::free(block);
     }
-    int32_t rowBytes = 99;
-    EXPECT_EQ(NewImageBuffer(-1, 5, rowBytes), nullptr);
-    EXPECT_EQ(rowBytes, 0);
 }
 
 } // namespace
