@@ -3,75 +3,64 @@
 #include <malloc.h>
 
 #include <random>
+#include <tuple>
 
 #include "tests/packing/packing_util.h"
 
 namespace {
 
 constexpr uint32_t A = 0x11111111, B = 0x22222222, C = 0x33333333;
-
-// The packets Compress writes for one row.
-std::vector<uint32_t> PackedRow(const std::vector<uint32_t>& row)
-{
-    Packed packed(CompressBuffer(row.data(), static_cast<int32_t>(row.size()), 1,
-                                 static_cast<int32_t>(4 * row.size())));
-    std::vector<uint32_t> words = WordsOf(packed.get());
-    EXPECT_EQ(words[6], 7u);
-    return std::vector<uint32_t>(words.begin() + 7, words.end());
-}
+using Words = std::vector<uint32_t>;
 
 TEST(Compress, PacketSplits)
 {
-    std::vector<uint32_t> row = {A, B, C, C, C, A};
-    EXPECT_EQ(GetCountPixels(row.data(), 6), 2u) << "literal stops before the pair";
-    EXPECT_EQ(GetCountPixels(row.data() + 2, 4), 0x80000003u);
-    EXPECT_EQ(GetCountPixels(row.data() + 5, 1), 1u);
-    EXPECT_EQ(GetCountPixels(row.data(), 2), 1u) << "A B: literal of 1";
-    EXPECT_EQ(GetCountPixels(row.data() + 2, 2), 0x80000002u);
-    EXPECT_EQ(GetCountPixels(row.data() + 5, 0), 0u) << "nothing left: nothing read";
+    // GetCountPixels: a literal stops before a pair; nothing left, nothing read.
+    Words row = {A, B, C, C, C, A};
+    const std::tuple<size_t, uint32_t, uint32_t> counts[] = {
+        {0, 6, 2}, {2, 4, 0x80000003}, {5, 1, 1}, {0, 2, 1}, {2, 2, 0x80000002}, {5, 0, 0}};
+    for (const auto& [at, remaining, expected] : counts)
+        EXPECT_EQ(GetCountPixels(row.data() + at, remaining), expected) << at << " " << remaining;
 
-    EXPECT_EQ(PackedRow({A}), (std::vector<uint32_t>{0x40000001, Stored(A)}));
-    EXPECT_EQ(PackedRow({A, A}), (std::vector<uint32_t>{0xC0000002, Stored(A)}));
-    EXPECT_EQ(PackedRow({A, B}),
-              (std::vector<uint32_t>{0x00000001, Stored(A), 0x40000001, Stored(B)}));
-    EXPECT_EQ(PackedRow({A, A, B, B}),
-              (std::vector<uint32_t>{0x80000002, Stored(A), 0xC0000002, Stored(B)}));
-    EXPECT_EQ(PackedRow({A, B, B}),
-              (std::vector<uint32_t>{0x00000001, Stored(A), 0xC0000002, Stored(B)}));
-    EXPECT_EQ(PackedRow({A, B, C, C, C, A}),
-              (std::vector<uint32_t>{0x00000002, Stored(A), Stored(B), 0x80000003, Stored(C),
-                                     0x40000001, Stored(A)}));
-    // A long run has no limit but the row.
-    std::vector<uint32_t> longRun(5000, C);
-    EXPECT_EQ(PackedRow(longRun), (std::vector<uint32_t>{0xC0000000 + 5000, Stored(C)}));
+    // The packets Compress writes for one row; a long run has no limit but
+    // the row.
+    const std::pair<Words, Words> rows[] = {
+        {{A}, {0x40000001, Stored(A)}},
+        {{A, A}, {0xC0000002, Stored(A)}},
+        {{A, B}, {0x00000001, Stored(A), 0x40000001, Stored(B)}},
+        {{A, A, B, B}, {0x80000002, Stored(A), 0xC0000002, Stored(B)}},
+        {{A, B, B}, {0x00000001, Stored(A), 0xC0000002, Stored(B)}},
+        {row, {0x00000002, Stored(A), Stored(B), 0x80000003, Stored(C), 0x40000001, Stored(A)}},
+        {Words(5000, C), {0xC0000000 + 5000, Stored(C)}},
+    };
+    for (const auto& [pixels, packets] : rows) {
+        const auto width = static_cast<int32_t>(pixels.size());
+        Packed packed(CompressBuffer(pixels.data(), width, 1, 4 * width));
+        Words rest = {7};
+        rest.insert(rest.end(), packets.begin(), packets.end());
+        EXPECT_EQ(WordsOf(packed.get()), Picture("Format01", width, 1, rest)) << width;
+    }
 
     // Height 0: the header alone, 24 bytes.
     World world = MakeWorld(3, 2);
     Packed empty(Compress(world.get(), 0, 0, 3, 0, true));
     ASSERT_TRUE(empty);
-    EXPECT_EQ(empty.get()[0], 24u);
-    EXPECT_EQ(empty.get()[5], 0u);
+    EXPECT_EQ(WordsOf(empty.get()), Picture("Format01", 3, 0, {}));
 }
 
 // Pictures that exercise the split: long runs, no runs at all, or a small
 // palette that makes short runs beside short literals.
-void FillRandom(std::mt19937& rng, int kind, uint32_t* row, int width)
+uint32_t NextPixel(std::mt19937& rng, int kind, uint32_t previous, int h)
 {
-    std::uniform_int_distribution<uint32_t> any;
-    for (int h = 0; h < width; h++) {
-        switch (kind) {
-        case 0: // long runs
-            row[h] = (h == 0 || rng() % 23 == 0) ? any(rng) : row[h - 1];
-            break;
-        case 1: // no two neighbours equal
-            row[h] = static_cast<uint32_t>(h) * 0x01000193u + (any(rng) & 0xFFFF0000);
-            if (h > 0 && row[h] == row[h - 1])
-                row[h] ^= 1;
-            break;
-        default: // three colours
-            row[h] = std::vector<uint32_t>{0, 0xFFFFFFFF, 0x80402001}[rng() % 3];
-            break;
-        }
+    const uint32_t any = static_cast<uint32_t>(rng());
+    switch (kind) {
+    case 0: // long runs
+        return (h == 0 || rng() % 23 == 0) ? any : previous;
+    case 1: { // no two neighbours equal
+        const uint32_t p = static_cast<uint32_t>(h) * 0x01000193u + (any & 0xFFFF0000);
+        return h > 0 && p == previous ? p ^ 1 : p;
+    }
+    default: // three colours
+        return std::vector<uint32_t>{0, 0xFFFFFFFF, 0x80402001}[any % 3];
     }
 }
 
@@ -85,11 +74,11 @@ TEST(Compress, RandomPicturesRoundTripThroughEveryDecoder)
         const int kind = trial % 3;
         World world = MakeWorld(left + width + 2, top + height + 1);
         FillNumbered(world.get(), static_cast<uint32_t>(trial));
-        std::vector<uint32_t> source(static_cast<size_t>(width) * height);
-        for (int v = 0; v < height; v++) {
-            FillRandom(rng, kind, &source[static_cast<size_t>(v) * width], width);
-            for (int h = 0; h < width; h++)
-                Pixel(world.get(), left + h, top + v) = source[static_cast<size_t>(v) * width + h];
+        Words source(static_cast<size_t>(width) * height);
+        for (size_t i = 0; i < source.size(); i++) {
+            const int h = static_cast<int>(i % width), v = static_cast<int>(i / width);
+            source[i] = NextPixel(rng, kind, i > 0 ? source[i - 1] : 0, h);
+            Pixel(world.get(), left + h, top + v) = source[i];
         }
         SCOPED_TRACE(testing::Message()
                      << "trial " << trial << ": " << width << " x " << height << " kind " << kind);
@@ -102,28 +91,21 @@ TEST(Compress, RandomPicturesRoundTripThroughEveryDecoder)
 
         // The same pixels from a plain buffer pack to the same bytes.
         Packed fromBuffer(CompressBuffer(source.data(), width, height, 4 * width));
-        EXPECT_EQ(WordsOf(packed.get()), WordsOf(fromBuffer.get()));
-        if (height > 0) {
-            PackedPictureInfo info;
-            EXPECT_TRUE(CheckPackedPicture(packed.get(), size, &info)) << info.reason;
-        }
+        const Words words = WordsOf(packed.get());
+        EXPECT_EQ(words, WordsOf(fromBuffer.get()));
+        PackedPictureInfo info;
+        EXPECT_TRUE(height == 0 || CheckPackedPicture(packed.get(), size, &info)) << info.reason;
 
         int32_t w, h, rowBytes;
-        std::unique_ptr<uint32_t[]> pixels(Uncompress(packed.get(), &w, &h, &rowBytes));
+        EXPECT_EQ(Expanded(words, &w, &h, &rowBytes), source);
         ASSERT_EQ(w, width);
         ASSERT_EQ(h, height);
-        EXPECT_EQ(std::vector<uint32_t>(pixels.get(), pixels.get() + source.size()), source);
-
         World expanded(UncompressGWorld(packed.get(), &w, &h, &rowBytes));
         ASSERT_TRUE(expanded);
-        std::vector<uint32_t> row(static_cast<size_t>(width));
-        for (int v = 0; v < height; v++) {
-            for (int x = 0; x < width; x++)
-                EXPECT_EQ(Pixel(expanded.get(), x, v), source[static_cast<size_t>(v) * width + x]);
-            UncompressRow(packed.get(), static_cast<uint32_t>(v), static_cast<uint32_t>(width),
-                          row.data());
-            EXPECT_TRUE(std::equal(row.begin(), row.end(), source.begin() + v * width));
-        }
+        EXPECT_EQ(PixelsOf(expanded.get()), source);
+        for (int v = 0; v < height; v++)
+            EXPECT_EQ(RowOf(words, static_cast<uint32_t>(v), static_cast<uint32_t>(width)),
+                      Words(source.begin() + v * width, source.begin() + (v + 1) * width));
     }
 }
 
@@ -131,17 +113,17 @@ TEST(Compress, WideBufferBeyondWorldLimit)
 {
     // Plain buffers are not bound by the widest world.
     const int width = 6000, height = 3;
-    std::vector<uint32_t> source(static_cast<size_t>(width + 5) * height, 0x12345678);
+    Words source(static_cast<size_t>(width + 5) * height, 0x12345678);
     for (size_t i = 0; i < source.size(); i += 7)
         source[i] = static_cast<uint32_t>(i);
     Packed packed(CompressBuffer(source.data(), width, height, 4 * (width + 5)));
     ASSERT_TRUE(packed);
     int32_t w, h, rowBytes;
-    std::unique_ptr<uint32_t[]> pixels(Uncompress(packed.get(), &w, &h, &rowBytes));
+    const Words pixels = Expanded(WordsOf(packed.get()), &w, &h, &rowBytes);
     for (int v = 0; v < height; v++)
-        for (int x = 0; x < width; x++)
-            ASSERT_EQ(pixels[static_cast<size_t>(v) * width + x],
-                      source[static_cast<size_t>(v) * (width + 5) + x]);
+        EXPECT_TRUE(std::equal(pixels.begin() + v * width, pixels.begin() + (v + 1) * width,
+                               source.begin() + v * (width + 5)))
+            << "row " << v;
     EXPECT_EQ(CompressBuffer(source.data(), width, height, 4 * width - 4), nullptr);
     EXPECT_EQ(CompressBuffer(source.data(), width, height, 4 * width + 2), nullptr);
 }

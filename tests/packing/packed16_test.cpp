@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <random>
+#include <tuple>
 
 #include "tests/packing/packing_util.h"
 
@@ -56,11 +57,10 @@ TEST(SixteenBit, PackedDataBytes)
     // 3 x 2: 0x001F 0x001F 0x7C00 / 0xFFFF 0x03E0 0x03E0, rows 4 words apart.
     uint32_t values[8] = {0x001F, 0x001F, 0x7C00, 0xAAAA, 0xFFFF, 0x03E0, 0x03E0, 0xBBBB};
     CPackedPict pict(3, 2, 4, values);
-    EXPECT_EQ(pict.header->Width(), 3u);
-    EXPECT_EQ(pict.header->Height(), 2u);
-    EXPECT_EQ(pict.header->Size(), 8u + 12u);
-    EXPECT_EQ(pict.header->GetSize(), 12u);
-    EXPECT_EQ(pict.rowTable->entries[1], 6u);
+    EXPECT_EQ(
+        std::vector<uint32_t>({pict.header->Width(), pict.header->Height(), pict.header->Size(),
+                               pict.header->GetSize(), pict.rowTable->entries[1]}),
+        std::vector<uint32_t>({3, 2, 8 + 12, 12, 6}));
     uint32_t size = 0;
     Packed data(pict.GetPackedData(size));
     const std::vector<uint8_t> expected = {3,    0,    0,    0,    2,    0,    0, 0,
@@ -68,51 +68,46 @@ TEST(SixteenBit, PackedDataBytes)
                                            0,    0,    0,    0,    6,    0,    0, 0, // row table
                                            0x81, 0x1F, 0x00, 0x00, 0x00, 0x7C,       // row 0
                                            0x00, 0xFF, 0xFF, 0x81, 0xE0, 0x03};      // row 1
-    ASSERT_EQ(size, expected.size());
     const auto* bytes = reinterpret_cast<const uint8_t*>(data.get());
     EXPECT_EQ(std::vector<uint8_t>(bytes, bytes + size), expected);
 
     // Stream operators read back what they wrote.
     uint32_t* cursor = data.get();
     CHeader header;
-    cursor >> header;
     CRowTable table(2);
+    cursor >> header;
     cursor >> table;
     EXPECT_EQ(header.Size(), 20u);
     EXPECT_EQ(table.entries[1], 6u);
     EXPECT_EQ(reinterpret_cast<uint8_t*>(cursor) - bytes, 20);
 
+    // Blue, blue, red / transparent, green, green.
     World world(Uncompress16(reinterpret_cast<char*>(data.get()) + 12, 3, 2));
     ASSERT_TRUE(world);
-    EXPECT_EQ(Pixel(world.get(), 0, 0), 0xFF0000FFu); // blue
-    EXPECT_EQ(Pixel(world.get(), 1, 0), 0xFF0000FFu);
-    EXPECT_EQ(Pixel(world.get(), 2, 0), 0x0000FFFFu); // red
-    EXPECT_EQ(Pixel(world.get(), 0, 1), 0xFF7FFF00u); // transparent
-    EXPECT_EQ(Pixel(world.get(), 1, 1), 0x00FF00FFu); // green
+    EXPECT_EQ(PixelsOf(world.get()), (std::vector<uint32_t>{0xFF0000FF, 0xFF0000FF, 0x0000FFFF,
+                                                            0xFF7FFF00, 0x00FF00FF, 0x00FF00FF}));
 }
 
 TEST(SixteenBit, RowDecoding)
 {
-    uint32_t dst[6];
-    auto decode = [&](std::vector<uint8_t> bytes, int32_t width) {
-        std::fill(dst, dst + 6, 0xDEADBEEF);
-        return UncompressRow16(reinterpret_cast<char*>(bytes.data()), width, dst);
-    };
-    EXPECT_EQ(decode({0x83, 0x1F, 0x00}, 4), 4);
-    EXPECT_EQ(std::vector<uint32_t>(dst, dst + 5),
-              (std::vector<uint32_t>{0xFF0000FF, 0xFF0000FF, 0xFF0000FF, 0xFF0000FF, 0xDEADBEEF}));
-    EXPECT_EQ(decode({0x01, 0x00, 0x7C, 0xE0, 0x03}, 2), 2);
-    EXPECT_EQ(dst[0], 0x0000FFFFu);
-    EXPECT_EQ(dst[1], 0x00FF00FFu);
-    EXPECT_EQ(decode({0x03, 0xFF, 0x7F, 0xFE, 0xFF, 0x00, 0x80, 0x21, 0x04}, 4), 4);
-    EXPECT_EQ(std::vector<uint32_t>(dst, dst + 4),
-              (std::vector<uint32_t>{0xFFFFFFFF, 0xFF7FFF00, 0x000000FF, 0x101010FF}));
-    EXPECT_EQ(decode({0x83, 0x1F, 0x00}, 0), 0);
-    EXPECT_EQ(dst[0], 0xDEADBEEFu);
     // A packet that runs past the width is clipped at it.
-    EXPECT_EQ(decode({0x00, 0x1F, 0x00, 0x8A, 0x00, 0x7C}, 5), 5);
-    EXPECT_EQ(dst[4], 0x0000FFFFu);
-    EXPECT_EQ(dst[5], 0xDEADBEEFu);
+    const std::tuple<std::vector<uint8_t>, int32_t, std::vector<uint32_t>> cases[] = {
+        {{0x83, 0x1F, 0x00}, 4, {0xFF0000FF, 0xFF0000FF, 0xFF0000FF, 0xFF0000FF}},
+        {{0x01, 0x00, 0x7C, 0xE0, 0x03}, 2, {0x0000FFFF, 0x00FF00FF}},
+        {{0x03, 0xFF, 0x7F, 0xFE, 0xFF, 0x00, 0x80, 0x21, 0x04},
+         4,
+         {0xFFFFFFFF, 0xFF7FFF00, 0x000000FF, 0x101010FF}},
+        {{0x83, 0x1F, 0x00}, 0, {}},
+        {{0x00, 0x1F, 0x00, 0x8A, 0x00, 0x7C},
+         5,
+         {0xFF0000FF, 0x0000FFFF, 0x0000FFFF, 0x0000FFFF, 0x0000FFFF}},
+    };
+    for (auto [bytes, width, expected] : cases) {
+        std::vector<uint32_t> dst(7, 0xDEADBEEF);
+        EXPECT_EQ(UncompressRow16(reinterpret_cast<char*>(bytes.data()), width, dst.data()), width);
+        expected.resize(7, 0xDEADBEEF);
+        EXPECT_EQ(dst, expected) << width;
+    }
 }
 
 TEST(SixteenBit, RandomRoundTrips)
@@ -129,22 +124,21 @@ TEST(SixteenBit, RandomRoundTrips)
         CPackedPict pict(width, height, stride, values.data());
         uint32_t size = 0;
         Packed data(pict.GetPackedData(size));
-        if (height > 0) {
-            PackedPictureInfo info;
-            EXPECT_TRUE(CheckPackedPicture16(data.get(), size, &info)) << info.reason;
-        }
+        PackedPictureInfo info;
+        EXPECT_TRUE(height == 0 || CheckPackedPicture16(data.get(), size, &info)) << info.reason;
         World world(Uncompress16(reinterpret_cast<char*>(data.get()) + 12, width, height));
         ASSERT_TRUE(world);
+        std::vector<uint32_t> expected;
         for (int v = 0; v < height; v++)
             for (int h = 0; h < width; h++) {
                 const uint32_t value = values[static_cast<size_t>(v) * stride + h];
-                uint32_t expected = 0xFF7FFF00;
-                if (value < 0xFFFE)
-                    expected = (uint32_t{WordToRGB[value & 31]} << 24) |
-                               (uint32_t{WordToRGB[(value >> 5) & 31]} << 16) |
-                               (uint32_t{WordToRGB[(value >> 10) & 31]} << 8) | 0xFF;
-                ASSERT_EQ(Pixel(world.get(), h, v), expected) << trial << ": " << h << "," << v;
+                expected.push_back(value >= 0xFFFE
+                                       ? 0xFF7FFF00
+                                       : (uint32_t{WordToRGB[value & 31]} << 24) |
+                                             (uint32_t{WordToRGB[(value >> 5) & 31]} << 16) |
+                                             (uint32_t{WordToRGB[(value >> 10) & 31]} << 8) | 0xFF);
             }
+        ASSERT_EQ(PixelsOf(world.get()), expected) << trial;
     }
 }
 

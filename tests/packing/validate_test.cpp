@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <tuple>
 
 #include "tests/packing/packing_util.h"
 
@@ -105,30 +106,27 @@ TEST(CheckPackedPicture16, GoodAndDamaged)
     EXPECT_EQ(info.literals, 1u);
     EXPECT_EQ(info.size, size);
 
-    auto reason = [&](std::function<void(uint8_t*)> damage, size_t length) {
+    // Bytes: header 12, table 8, row 0 = 82 07 00, row 1 = 02 01 00 02 00 03 00;
+    // each case sets one byte (byte 0 to 3 changes nothing) and gives a length.
+    ASSERT_EQ(size, 30u);
+    const std::tuple<size_t, uint8_t, size_t, const char*> cases[] = {
+        {0, 3, 11, "12-byte header"},
+        {0, 3, 29, "size word says 18 bytes"},
+        {0, 0, 30, "width 0"},
+        {6, 1, 30, "height 65538"},
+        {16, 18, 30, "row 1: table entry 18"},
+        {20, 0x83, 30, "row 0: packets cover more"},
+        {8, 17, 30, "row 1: literal of 3 pixels at byte 23"},
+        {23, 0x03, 30, "row 1: literal of 4"},
+    };
+    for (const auto& [at, byte, length, reason] : cases) {
         std::vector<uint8_t> bytes(reinterpret_cast<uint8_t*>(data.get()),
                                    reinterpret_cast<uint8_t*>(data.get()) + size);
-        damage(bytes.data());
-        PackedPictureInfo out;
-        EXPECT_FALSE(CheckPackedPicture16(bytes.data(), length, &out));
-        return std::string(out.reason);
-    };
-    // Bytes: header 12, table 8, row 0 = 82 07 00, row 1 = 02 01 00 02 00 03 00.
-    EXPECT_EQ(size, 30u);
-    auto none = [](uint8_t*) {};
-    EXPECT_NE(reason(none, 11).find("12-byte header"), std::string::npos);
-    EXPECT_NE(reason(none, 29).find("size word says 18 bytes"), std::string::npos);
-    EXPECT_NE(reason([](uint8_t* b) { b[0] = 0; }, 30).find("width 0"), std::string::npos);
-    EXPECT_NE(reason([](uint8_t* b) { b[6] = 1; }, 30).find("height 65538"), std::string::npos);
-    EXPECT_NE(reason([](uint8_t* b) { b[16] = 18; }, 30).find("row 1: table entry 18"),
-              std::string::npos);
-    EXPECT_NE(reason([](uint8_t* b) { b[20] = 0x83; }, 30).find("row 0: packets cover more"),
-              std::string::npos);
-    EXPECT_NE(
-        reason([](uint8_t* b) { b[8] = 17; }, 30).find("row 1: literal of 3 pixels at byte 23"),
-        std::string::npos);
-    EXPECT_NE(reason([](uint8_t* b) { b[23] = 0x03; }, 30).find("row 1: literal of 4"),
-              std::string::npos);
+        bytes[at] = byte;
+        EXPECT_FALSE(CheckPackedPicture16(bytes.data(), length, &info));
+        EXPECT_NE(std::string(info.reason).find(reason), std::string::npos)
+            << "expected '" << reason << "', got '" << info.reason << "'";
+    }
 }
 
 } // namespace

@@ -44,18 +44,9 @@ TEST(PaintState, LockerFillsLockedStateAndUnlocksAfter)
     };
     // The pixel map keeps its flag bit; the locked state drops it.
     ASSERT_NE((*pms[0])->rowBytes & 0x8000, 0);
-    ps expected = {8,
-                   -7,
-                   32,
-                   0xDEADBEEF,
-                   GetPixBaseAddr(pms[0]),
-                   32,
-                   GetPixBaseAddr(pms[1]),
-                   0,
-                   nullptr,
-                   p.brush.data(),
-                   p.mask.data(),
-                   p.table};
+    const Ptr src = GetPixBaseAddr(pms[0]), dst = GetPixBaseAddr(pms[1]);
+    ps expected = {8,   -7, 32,      0xDEADBEEF,     src,           32,
+                   dst, 0,  nullptr, p.brush.data(), p.mask.data(), p.table};
     for (bool withColour : {false, true}) {
         if (withColour) {
             p.state.colorWorld = colour.get();
