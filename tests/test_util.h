@@ -73,17 +73,6 @@ inline std::vector<uint32_t> PixelsOf(GWorldPtr world, int width = -1, int heigh
     return words;
 }
 
-// A world of the given width holding the given words, row by row.
-inline World WorldOf(int width, const std::vector<uint32_t>& words)
-{
-    const int height = static_cast<int>(words.size()) / width;
-    World world = MakeWorld(width, height);
-    for (int v = 0; v < height; v++)
-        for (int h = 0; h < width; h++)
-            Pixel(world.get(), h, v) = words[static_cast<size_t>(v * width + h)];
-    return world;
-}
-
 // Every pixel of a world set to word, or to the next number a generator gives.
 inline void FillWith(GWorldPtr world, uint32_t word)
 {

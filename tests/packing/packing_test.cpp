@@ -4,7 +4,6 @@
 
 #include <malloc.h>
 
-#include <functional>
 #include <random>
 #include <tuple>
 
@@ -28,7 +27,9 @@ const Words kExample = {72,         0x6D726F46, 0x31307461, 0,         4,       
 
 TEST(PackedPicture, WorkedExampleBothWays)
 {
-    World world = WorldOf(4, kPixels);
+    World world = MakeWorld(4, 2);
+    for (size_t i = 0; i < 8; i++)
+        Pixel(world.get(), static_cast<int>(i % 4), static_cast<int>(i / 4)) = kPixels[i];
     Packed packed(Compress(world.get(), 0, 0, 4, 2, false));
     ASSERT_TRUE(packed);
     EXPECT_EQ(WordsOf(packed.get()), kExample);
@@ -294,58 +295,56 @@ std::string Reason(const Words& words, size_t length = SIZE_MAX)
     return info.reason;
 }
 
+// What the validator counts: encoding, width, height, size, runs,
+// literals and filled rows.
+std::vector<uint32_t> Counts(const PackedPictureInfo& info)
+{
+    return {info.encoding, uint32_t(info.width), uint32_t(info.height), info.size,
+            info.runs,     info.literals,        info.filledRows};
+}
+
 TEST(CheckPackedPicture, GoodPicturesAndTheirCounts)
 {
-    Words good = kExample;
-    PackedPictureInfo info;
-    ASSERT_TRUE(CheckPackedPicture(good.data(), 72, &info)) << info.reason;
-    EXPECT_EQ(info.encoding, uint32_t{kPackedCurrent});
-    EXPECT_EQ(info.width, 4);
-    EXPECT_EQ(info.height, 2);
-    EXPECT_EQ(info.size, 72u);
-    EXPECT_EQ(info.runs, 1u);
-    EXPECT_EQ(info.literals, 3u);
-    EXPECT_STREQ(info.reason, "");
-    EXPECT_TRUE(CheckPackedPicture(good.data(), 80, nullptr)) << "bytes after the picture";
-
-    // Older encoding: a filled row, single pixels and a run.
-    Words older = Picture("Compress", 3, 2, {0x81FFFFFF, 8, 0x00000001, 0xC0000002, 5});
-    ASSERT_TRUE(CheckPackedPicture(older.data(), 4 * older.size(), &info)) << info.reason;
-    EXPECT_TRUE(CheckPackedPicture(older.data(), 4 * older.size(), nullptr));
-    EXPECT_EQ(info.encoding, uint32_t{kPackedOlder});
-    EXPECT_EQ(info.filledRows, 1u);
-    EXPECT_EQ(info.runs, 1u);
-    EXPECT_EQ(info.literals, 1u);
+    // Bytes after the picture are allowed; the older encoding has a filled
+    // row, single pixels and a run.
+    const Words older = Picture("Compress", 3, 2, {0x81FFFFFF, 8, 0x00000001, 0xC0000002, 5});
+    const std::tuple<const Words*, size_t, std::vector<uint32_t>> cases[] = {
+        {&kExample, 72, {kPackedCurrent, 4, 2, 72, 1, 3, 0}},
+        {&kExample, 80, {kPackedCurrent, 4, 2, 72, 1, 3, 0}},
+        {&older, 44, {kPackedOlder, 3, 2, 44, 1, 1, 1}},
+    };
+    for (const auto& [words, length, counts] : cases) {
+        PackedPictureInfo info;
+        ASSERT_TRUE(CheckPackedPicture(words->data(), length, &info)) << info.reason;
+        EXPECT_TRUE(CheckPackedPicture(words->data(), length, nullptr));
+        EXPECT_EQ(Counts(info), counts);
+        EXPECT_STREQ(info.reason, "");
+    }
 }
 
 TEST(CheckPackedPicture, EachKindOfDamage)
 {
-    const std::vector<std::pair<std::function<void(Words&)>, const char*>> cases = {
-        {[](auto& w) { w[1] = 0; }, "signature is neither"},
-        {[](auto& w) { w[4] = 0; }, "width 0 is outside 1..32767"},
-        {[](auto& w) { w[4] = 32768; }, "width 32768"},
-        {[](auto& w) { w[5] = 0xFFFFFFFF; }, "height -1"},
-        {[](auto& w) { w[0] = 76; }, "size word says 76 bytes but only 72"},
-        {[](auto& w) { w[0] = 70; }, "not a whole number of words"},
-        {[](auto& w) { w[5] = 20; }, "row table of 20 entries runs past"},
-        {[](auto& w) { w[7] = 18; }, "row 1: table entry 18 points outside"},
-        {[](auto& w) { w[7] = 3; }, "row 1: table entry 3 points outside"},
-        {[](auto& w) { w[16] = 0x40000002; }, "row 1: literal of 2 pixels at word 16 runs past"},
-        {[](auto& w) {
-             w[16] = 0xC0000001;
-             w[0] = 68;
-             w.pop_back();
-         },
-         "row 1: run at word 16"},
-        {[](auto& w) { w[8] = 0xC0000003; }, "row 0: packets cover 3 of 4 pixels"},
-        {[](auto& w) { w[8] = 0x80000005; }, "row 0: packets cover more than the width"},
-        {[](auto& w) { w[10] = 0x00000001; }, "row 0: its last packet lacks the last flag"},
-        {[](auto& w) { w[8] = 0x80000000; }, "row 0: run of 0 pixels"},
-        {[](auto& w) { w[12] = 0; }, "row 1: literal of 0 pixels"},
+    // Each case sets one word of the example.
+    const std::tuple<size_t, uint32_t, const char*> cases[] = {
+        {1, 0, "signature is neither"},
+        {4, 0, "width 0 is outside 1..32767"},
+        {4, 32768, "width 32768"},
+        {5, 0xFFFFFFFF, "height -1"},
+        {0, 76, "size word says 76 bytes but only 72"},
+        {0, 70, "not a whole number of words"},
+        {5, 20, "row table of 20 entries runs past"},
+        {7, 18, "row 1: table entry 18 points outside"},
+        {7, 3, "row 1: table entry 3 points outside"},
+        {16, 0x40000002, "row 1: literal of 2 pixels at word 16 runs past"},
+        {8, 0xC0000003, "row 0: packets cover 3 of 4 pixels"},
+        {8, 0x80000005, "row 0: packets cover more than the width"},
+        {10, 0x00000001, "row 0: its last packet lacks the last flag"},
+        {8, 0x80000000, "row 0: run of 0 pixels"},
+        {12, 0, "row 1: literal of 0 pixels"},
     };
-    for (const auto& [damage, reason] : cases) {
+    for (const auto& [at, word, reason] : cases) {
         Words words = kExample;
-        damage(words);
+        words[at] = word;
         EXPECT_NE(Reason(words).find(reason), std::string::npos)
             << "expected '" << reason << "', got '" << Reason(words) << "'";
     }
@@ -353,6 +352,11 @@ TEST(CheckPackedPicture, EachKindOfDamage)
     EXPECT_NE(Reason(words, 60).find("size word says 72 bytes but only 60"), std::string::npos);
     EXPECT_NE(Reason(words, 23).find("too few for the 24-byte header"), std::string::npos);
     EXPECT_FALSE(CheckPackedPicture(nullptr, 100, nullptr));
+    // A run whose pixel is past the end.
+    words[16] = 0xC0000001;
+    words[0] = 68;
+    words.pop_back();
+    EXPECT_NE(Reason(words).find("row 1: run at word 16"), std::string::npos);
 
     // The older encoding ends a row at bit 30 too, and its table entries
     // must point at its rows.
@@ -370,10 +374,7 @@ TEST(CheckPackedPicture16, GoodAndDamaged)
     Packed data(pict.GetPackedData(size));
     PackedPictureInfo info;
     ASSERT_TRUE(CheckPackedPicture16(data.get(), size, &info)) << info.reason;
-    EXPECT_EQ(info.encoding, uint32_t{kPacked16});
-    EXPECT_EQ(info.runs, 1u);
-    EXPECT_EQ(info.literals, 1u);
-    EXPECT_EQ(info.size, size);
+    EXPECT_EQ(Counts(info), (std::vector<uint32_t>{kPacked16, 3, 2, 30, 1, 1, 0}));
 
     // Bytes: header 12, table 8, row 0 = 82 07 00, row 1 = 02 01 00 02 00 03 00;
     // each case sets one byte (byte 0 to 3 changes nothing) and gives a length.
