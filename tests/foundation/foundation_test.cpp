@@ -2,7 +2,9 @@
 // restore drawing state.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
+#include <tuple>
 #include <vector>
 
 #include "sprig/foundation.h"
@@ -36,8 +38,6 @@ TEST(CRect, ConstructorsStoreLeftTopRightBottomAndKeep16Bits)
 
     r = raw;
     EXPECT_EQ(r, R(20, 10, 40, 30));
-    r = CRect(short{-1}, short{-2}, short{-3}, short{-4});
-    EXPECT_EQ(r, R(-1, -2, -3, -4));
     r.SetRectEmpty();
     EXPECT_EQ(r, R(0, 0, 0, 0));
     EXPECT_TRUE(r.IsRectEmpty());
@@ -45,35 +45,34 @@ TEST(CRect, ConstructorsStoreLeftTopRightBottomAndKeep16Bits)
 
 TEST(CRect, IntersectionUnionAndInflate)
 {
+    // Overlapping, far apart, and touching edges (which share no pixel):
+    // the binary operators leave both alone, the compound ones change the left.
     CRect a(short{0}, short{0}, short{10}, short{10});
-    CRect b(short{5}, short{-5}, short{20}, short{7});
-    CRect far(short{50}, short{50}, short{60}, short{60});
-    EXPECT_EQ(a & b, R(5, 0, 10, 7));
-    EXPECT_EQ(a | b, R(0, -5, 20, 10));
-    EXPECT_EQ(a & far, R(0, 0, 0, 0));
-    EXPECT_EQ(a, R(0, 0, 10, 10)); // the binary operators leave both alone
-    CRect c = a;
-    EXPECT_EQ(c &= b, R(5, 0, 10, 7));
-    EXPECT_EQ(c, R(5, 0, 10, 7));
-    c = a;
-    EXPECT_EQ(c |= b, R(0, -5, 20, 10));
-    EXPECT_EQ(c, R(0, -5, 20, 10));
-    c = a;
-    EXPECT_EQ(c &= far, R(0, 0, 0, 0));
-    EXPECT_EQ(c, R(0, 0, 0, 0));
-    // Touching edges share no pixel.
-    EXPECT_TRUE((a & CRect(short{10}, short{0}, short{20}, short{10})).IsRectEmpty());
-
-    CRect r(short{10}, short{10}, short{18}, short{20});
-    r.InflateRect(2, 3);
-    EXPECT_EQ(r, R(8, 7, 20, 23));
-    r.InflateRect(-2, -3);
-    EXPECT_EQ(r, R(10, 10, 18, 20));
-    r.InflateRect(-5, 0); // 8 wide, shrunk by 10: collapses
-    EXPECT_EQ(r, R(0, 0, 0, 0));
-    CRect thin(short{0}, short{0}, short{3}, short{3});
-    thin.InflateRect(-1, -1); // one pixel left: still a rectangle
-    EXPECT_EQ(thin, R(1, 1, 2, 2));
+    std::tuple<CRect, Rect, Rect> cases[] = {
+        {CRect(short{5}, short{-5}, short{20}, short{7}), R(5, 0, 10, 7), R(0, -5, 20, 10)},
+        {CRect(short{50}, short{50}, short{60}, short{60}), R(0, 0, 0, 0), R(0, 0, 60, 60)},
+        {CRect(short{10}, short{0}, short{20}, short{10}), R(0, 0, 0, 0), R(0, 0, 20, 10)},
+    };
+    for (auto& [b, both, either] : cases) {
+        EXPECT_EQ(a & b, both);
+        EXPECT_EQ(a | b, either);
+        CRect c = a, d = a;
+        EXPECT_EQ(c &= b, both);
+        EXPECT_EQ(d |= b, either);
+        EXPECT_EQ(std::vector<Rect>({a, c, d}), std::vector<Rect>({R(0, 0, 10, 10), both, either}));
+    }
+    // 8 wide shrunk by 10 collapses; 3 wide shrunk by 2 keeps one pixel.
+    const std::tuple<Rect, int, int, Rect> inflations[] = {
+        {R(10, 10, 18, 20), 2, 3, R(8, 7, 20, 23)},
+        {R(10, 10, 18, 20), -5, 0, R(0, 0, 0, 0)},
+        {R(0, 0, 3, 3), -1, -1, R(1, 1, 2, 2)},
+    };
+    for (const auto& [from, dh, dv, expected] : inflations) {
+        CRect r;
+        r = from;
+        r.InflateRect(dh, dv);
+        EXPECT_EQ(r, expected) << from;
+    }
 }
 
 TEST(RectPrimitives, SectUnionEmptyOffsetInsetAndPointTests)
@@ -285,6 +284,16 @@ TEST(Guards, ColourGuardsRestoreWhatTheyFound)
     EXPECT_EQ(Colours(), Pair(fore, back));
 }
 
+// The pen's size (h, v), mode, location (h, v) and pattern.
+std::vector<int> Pen()
+{
+    PenState now;
+    GetPenState(&now);
+    std::vector<int> fields = {now.pnSize.h, now.pnSize.v, now.pnMode, now.pnLoc.h, now.pnLoc.v};
+    fields.insert(fields.end(), now.pnPat.pat, now.pnPat.pat + 8);
+    return fields;
+}
+
 TEST(Guards, PenDrawsWithItsSizeAndColourThenRestoresEverything)
 {
     World world = MakeWorld(10, 10);
@@ -300,32 +309,22 @@ TEST(Guards, PenDrawsWithItsSizeAndColourThenRestoresEverything)
     for (int i = 0; i < 8; i++)
         custom.pnPat.pat[i] = static_cast<uint8_t>(0x55 << (i & 1));
     SetPenState(&custom);
-    auto expectPen = [](short sizeH, short sizeV, short mode, const uint8_t* pattern) {
-        PenState now;
-        GetPenState(&now);
-        EXPECT_EQ(now.pnSize.h, sizeH);
-        EXPECT_EQ(now.pnSize.v, sizeV);
-        EXPECT_EQ(now.pnMode, mode);
-        EXPECT_EQ(now.pnLoc.h, 8); // PenNormal keeps the location
-        EXPECT_EQ(now.pnLoc.v, 7);
-        if (pattern) {
-            EXPECT_EQ(0, memcmp(now.pnPat.pat, pattern, 8));
-        }
-    };
     {
         RGBColor red = {0xFFFF, 0x0000, 0x0000};
         StPen pen(3, &red);
-        expectPen(3, 3, patCopy, nullptr);
+        std::vector<int> inside = Pen();
+        inside.resize(5); // PenNormal keeps the location
+        EXPECT_EQ(inside, (std::vector<int>{3, 3, patCopy, 8, 7}));
         MoveTo(1, 1);
         LineTo(1, 1);
     }
     // The 3 x 3 pen hung below and to the right of (1, 1), opaque red.
-    for (int v = 0; v < 10; v++)
-        for (int h = 0; h < 10; h++) {
-            const bool inPen = h >= 1 && h < 4 && v >= 1 && v < 4;
-            EXPECT_EQ(Pixel(world.get(), h, v), inPen ? 0x0000FFFFu : 0u) << h << "," << v;
-        }
-    expectPen(2, 0, 11, custom.pnPat.pat);
+    std::vector<uint32_t> expected(100, 0);
+    for (int v = 1; v < 4; v++)
+        std::fill_n(expected.begin() + v * 10 + 1, 3, 0x0000FFFFu);
+    EXPECT_EQ(PixelsOf(world.get()), expected);
+    EXPECT_EQ(Pen(),
+              (std::vector<int>{2, 0, 11, 8, 7, 0x55, 0xAA, 0x55, 0xAA, 0x55, 0xAA, 0x55, 0xAA}));
     EXPECT_EQ(Colours(), colours);
     PenNormal();
 }
