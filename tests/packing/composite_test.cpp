@@ -1,8 +1,9 @@
 // CompositePackedPicture against the defined path (the picture expanded,
-// tinted, composited with the blend), bit for bit: pictures of long runs and
-// every alpha, of the older encoding, of rows longer than the compositor
-// gathers at once, and of the short packets it handles one by one, drawn
-// again and again over the same world; whole and clipped, tinted and not.
+// tinted, composited with the blend), bit for bit: pictures of the older
+// encoding, of rows longer than the compositor gathers at once (runs and
+// literals of every alpha), and of the short packets it handles one by one,
+// drawn again and again over the same world; whole and clipped, tinted and
+// not.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -51,21 +52,6 @@ std::vector<uint32_t> Packs(const std::vector<uint32_t>& pixels, int width, int 
     Packed packed(CompressBuffer(pixels.data(), width, height, 4 * width));
     EXPECT_TRUE(packed);
     return WordsOf(packed.get());
-}
-
-// Long runs of a small palette (every kind of alpha) and of random words.
-std::vector<uint32_t> PalettePicture(std::mt19937& rng, int width, int height)
-{
-    const uint32_t palette[] = {0x00000000, 0xFFFFFF00, 0x0000FFFF, 0x000000FF,
-                                0x12345680, 0x00000001, 0xFF0000FE, 0x00000040};
-    std::vector<uint32_t> pixels(static_cast<size_t>(width) * height);
-    uint32_t current = 0;
-    for (uint32_t& p : pixels) {
-        const uint32_t roll = rng() % 16;
-        current = roll < 3 ? palette[rng() % 8] : roll < 5 ? static_cast<uint32_t>(rng()) : current;
-        p = current;
-    }
-    return Packs(pixels, width, height);
 }
 
 // Stretches of 1 to 150 pixels: transparent (black or not), opaque, of one
@@ -152,7 +138,6 @@ TEST(CompositePackedPicture, MatchesExpandingAndCompositingBitForBit)
         std::function<std::vector<uint32_t>(std::mt19937&, int, int)> make;
     };
     const Kind kinds[] = {
-        {"palette", 30, 12, 40, 12, 300, 1, PalettePicture},
         {"older", 30, 12, 40, 12, 100, 1, OlderPicture},
         {"long rows", 330, 8, 400, 6, 300, 1, StretchyPicture},
         {"short packets", 90, 20, 70, 16, 60, 6, ShortPacketPicture},

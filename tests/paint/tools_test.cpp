@@ -164,12 +164,6 @@ TEST(PaintSpray, DotsPerStepRoundUpOffsetsWrapAndStepsAddJustBelowAHalf)
         PaintSpray(&line, offsets, first, 7, count, &p.state);
         EXPECT_MASK(p, Dotted(p, dots(first, each)));
     }
-    // No dots for 0 or fewer.
-    Painting none(40, 20);
-    PaintSpray(&line, offsets, 0, 7, 0, &none.state);
-    PaintSpray(&line, offsets, 0, 7, -5, &none.state);
-    EXPECT_MASK(none, none.Blank());
-
     // One dot over 5 steps is 0.2 a step: still one dot at each step.
     // (0, 0) to (1, 2): x steps 0, 0.5, 1.0; with 0.499 the middle one stays
     // on 0, where a brush line would round it up to 1. (5, 0) to (4, 2): x
@@ -179,6 +173,8 @@ TEST(PaintSpray, DotsPerStepRoundUpOffsetsWrapAndStepsAddJustBelowAHalf)
         {line, 1, {{4, 2}, {5, 2}, {6, 2}, {7, 2}, {8, 2}}},
         {R(0, 0, 1, 2), 3, {{0, 0}, {0, 1}, {1, 2}}},
         {R(5, 0, 4, 2), 3, {{5, 0}, {5, 1}, {5, 2}}},
+        {line, 0, {}}, // no dots for 0 or fewer
+        {line, -5, {}},
     };
     for (auto [from, count, points] : single) {
         Painting p(40, 20);
