@@ -28,8 +28,7 @@ const Words kExample = {72,         0x6D726F46, 0x31307461, 0,         4,       
 TEST(PackedPicture, WorkedExampleBothWays)
 {
     World world = MakeWorld(4, 2);
-    for (size_t i = 0; i < 8; i++)
-        Pixel(world.get(), static_cast<int>(i % 4), static_cast<int>(i / 4)) = kPixels[i];
+    FillEach(world.get(), [](int h, int v) { return kPixels[v * 4 + h]; });
     Packed packed(Compress(world.get(), 0, 0, 4, 2, false));
     ASSERT_TRUE(packed);
     EXPECT_EQ(WordsOf(packed.get()), kExample);

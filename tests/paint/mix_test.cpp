@@ -48,12 +48,11 @@ TEST(PaintMix, FullPartialAndZeroCoverage)
     const uint32_t partial[] = {Word(200, 100, 0, 128),
                                 MyMixColors(Word(200, 100, 0, 128), Word(0, 50, 255, 64)),
                                 Word(100, 75, 127, 255), Word(100, 75, 127, 255)};
-    for (int y = 0; y < 4; y++) {
-        EXPECT_EQ(Pixel(p.dst.get(), 1, y), Word(10, 20, 30, 255));
-        EXPECT_EQ(Pixel(p.dst.get(), 2, y), partial[y]) << y;
-        for (int x : {0, 3, 4, 5})
-            EXPECT_EQ(Pixel(p.dst.get(), x, y), kUntouched) << x << "," << y;
-    }
+    std::vector<uint32_t> expected;
+    for (int y = 0; y < 4; y++)
+        expected.insert(expected.end(), {kUntouched, Word(10, 20, 30, 255), partial[y], kUntouched,
+                                         kUntouched, kUntouched});
+    EXPECT_EQ(PixelsOf(p.dst.get()), expected);
     EXPECT_EQ(Pixel(p.src.get(), 1, 1), kSource) << "the source is only read";
     // An entry of alpha 254 is blended, not painted solid.
     p.table[31] = Entry(200, 100, 0, 254);
@@ -65,9 +64,7 @@ TEST(PaintMix, ColourSurfaceSuppliesThePaint)
 {
     MixCase p;
     World texture = MakeWorld(6, 4);
-    for (int y = 0; y < 4; y++)
-        for (int x = 0; x < 6; x++)
-            Pixel(texture.get(), x, y) = Word(x * 40, y * 60, 7, 0x12);
+    FillEach(texture.get(), [](int x, int y) { return Word(x * 40, y * 60, 7, 0x12); });
     p.state.colorWorld = texture.get();
     PaintMix(&p.all, &p.state);
     for (int y = 0; y < 4; y++) {
@@ -195,12 +192,9 @@ TEST(PaintColours, PixelFunctions)
 TEST(PaintColours, CreateTextShapeAndCreateShapeWalkTheirRectangles)
 {
     World black = MakeWorld(5, 4), white = MakeWorld(5, 4), out = MakeWorld(9, 7);
-    for (int y = 0; y < 4; y++)
-        for (int x = 0; x < 5; x++) {
-            const uint32_t blue = static_cast<uint32_t>(x * 20 + y);
-            Pixel(black.get(), x, y) = Word(x * 10, y * 10, blue, 0);
-            Pixel(white.get(), x, y) = Word(0, 0, blue + static_cast<uint32_t>(y * 40), 0);
-        }
+    // Blue x * 20 + y over black, 40 * y more over white.
+    FillEach(black.get(), [](int x, int y) { return Word(x * 10, y * 10, x * 20 + y, 0); });
+    FillEach(white.get(), [](int x, int y) { return Word(0, 0, x * 20 + y * 41, 0); });
     Rect src = R(1, 1, 4, 3);
     Point at = {2, 5}; // top 2, left 5
     CreateTextShape(black.get(), white.get(), out.get(), &src, &at);
