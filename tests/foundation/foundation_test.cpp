@@ -371,18 +371,14 @@ TEST(Guards, OffscreenOwnsAWorldOrThrowsTheErrorCode)
 
 TEST(ImageBuffer, RowsArePaddedToFourPixels)
 {
-    struct Case
-    {
-        short width, height;
-        int32_t rowBytes;
-    };
-    for (const Case& c : {Case{5, 3, 32}, Case{8, 3, 32}, Case{1, 0, 16}, Case{4, 1, 16},
-                          Case{0, 2, 0}, Case{9, 2, 48}, Case{-1, 5, 0}}) {
+    const std::tuple<short, short, int32_t> cases[] = {
+        {5, 3, 32}, {8, 3, 32}, {1, 0, 16}, {4, 1, 16}, {0, 2, 0}, {9, 2, 48}, {-1, 5, 0}};
+    for (const auto& [width, height, expected] : cases) {
         int32_t rowBytes = -1;
-        void* block = NewImageBuffer(c.width, c.height, rowBytes);
-        EXPECT_EQ(rowBytes, c.rowBytes) << c.width << " x " << c.height;
-        const size_t size = static_cast<size_t>(rowBytes) * c.height;
-        if (c.width < 0) {
+        void* block = NewImageBuffer(width, height, rowBytes);
+        EXPECT_EQ(rowBytes, expected) << width << " x " << height;
+        const size_t size = static_cast<size_t>(rowBytes) * height;
+        if (width < 0) {
             EXPECT_EQ(block, nullptr);
         }
         // The whole block is ours to write (AddressSanitizer checks the end).

@@ -118,14 +118,14 @@ TEST(EraseMix, LowersSourceAlphaAtFullAndHalfCoverage)
         Pixel(p.src.get(), 1, 3) = Word(1, 2, 3, 100);
         Pixel(p.src.get(), 2, 3) = Word(1, 2, 3, 200);
         EXPECT_EQ(EraseMix(&p.all, &p.state), 1);
-        for (int y = 0; y < 3; y++) {
-            EXPECT_EQ(Pixel(p.dst.get(), 1, y), Word(0, 50, 255, 0));
-            // (255 * 127) >> 8 = 126; the table's colour is not used.
-            EXPECT_EQ(Pixel(p.dst.get(), 2, y), Word(0, 50, 255, 126));
-            EXPECT_EQ(Pixel(p.dst.get(), 0, y), kUntouched);
-        }
-        EXPECT_EQ(Pixel(p.dst.get(), 1, 3), Word(1, 2, 3, 0));
-        EXPECT_EQ(Pixel(p.dst.get(), 2, 3), Word(1, 2, 3, (200 * 127) >> 8));
+        // (255 * 127) >> 8 = 126; the table's colour is not used.
+        std::vector<uint32_t> expected;
+        for (int y = 0; y < 4; y++)
+            expected.insert(expected.end(),
+                            {kUntouched, y < 3 ? Word(0, 50, 255, 0) : Word(1, 2, 3, 0),
+                             y < 3 ? Word(0, 50, 255, 126) : Word(1, 2, 3, (200 * 127) >> 8),
+                             kUntouched, kUntouched, kUntouched});
+        EXPECT_EQ(PixelsOf(p.dst.get()), expected) << textured;
     }
 }
 
