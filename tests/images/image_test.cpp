@@ -278,13 +278,11 @@ TEST(Image, PixelTestsRowsAndInfo)
     pixels[11] = kBlackHalf; // (3, 2)
     PackedPixels a(pixels, 4);
     CImage image(a.record());
-    EXPECT_TRUE(image.native);
-    EXPECT_EQ(image.scale, 40u);
-    EXPECT_EQ(image.opacity, 255);
-    EXPECT_TRUE(image.IsTransparentColor(0, 0));
+    EXPECT_EQ(std::vector<uint32_t>({image.native, image.scale, uint32_t(image.opacity)}),
+              std::vector<uint32_t>({1, 40, 255}));
     EXPECT_FALSE(image.IsTransparentColor(3, 2));
-    // Points outside the picture are transparent.
-    for (const auto& [x, y] : {std::pair{4, 2}, {-1, 2}, {3, 3}, {3, -1}})
+    // A clear pixel and points outside the picture are transparent.
+    for (const auto& [x, y] : {std::pair{0, 0}, {4, 2}, {-1, 2}, {3, 3}, {3, -1}})
         EXPECT_TRUE(image.IsTransparentColor(x, y)) << x << "," << y;
     // Radius 0 is an empty area, and (3, 2) lies outside the disc about (0, 0)
     // of radius 3. In 32-bit arithmetic 65536 squared wraps to 0, as does
