@@ -61,22 +61,37 @@ inline std::ostream& operator<<(std::ostream& out, const Rect& r)
     return out << "(" << r.left << ", " << r.top << ", " << r.right << ", " << r.bottom << ")";
 }
 
+// The pixel words of a world (or of its first width x height), row by row.
+inline std::vector<uint32_t> PixelsOf(GWorldPtr world, int width = -1, int height = -1)
+{
+    Rect b;
+    GetPortBounds(world, &b);
+    std::vector<uint32_t> words;
+    for (int v = 0; v < (height < 0 ? b.bottom : height); v++)
+        for (int h = 0; h < (width < 0 ? b.right : width); h++)
+            words.push_back(Pixel(world, h, v));
+    return words;
+}
+
+// Every pixel of a world set to what make(h, v) gives, row by row.
+template <class Make>
+void FillEach(GWorldPtr world, Make make)
+{
+    Rect b;
+    GetPortBounds(world, &b);
+    for (int v = 0; v < b.bottom; v++)
+        for (int h = 0; h < b.right; h++)
+            Pixel(world, h, v) = make(h, v);
+}
+
 // Every pixel of a world set to word, or to the next number a generator gives.
 inline void FillWith(GWorldPtr world, uint32_t word)
 {
-    Rect b;
-    GetPortBounds(world, &b);
-    for (int v = 0; v < b.bottom; v++)
-        for (int h = 0; h < b.right; h++)
-            Pixel(world, h, v) = word;
+    FillEach(world, [word](int, int) { return word; });
 }
 inline void FillRandom(GWorldPtr world, std::mt19937& rng)
 {
-    Rect b;
-    GetPortBounds(world, &b);
-    for (int v = 0; v < b.bottom; v++)
-        for (int h = 0; h < b.right; h++)
-            Pixel(world, h, v) = static_cast<uint32_t>(rng());
+    FillEach(world, [&rng](int, int) { return static_cast<uint32_t>(rng()); });
 }
 inline void FillRandom(GWorldPtr world, uint32_t seed)
 {
@@ -87,11 +102,9 @@ inline void FillRandom(GWorldPtr world, uint32_t seed)
 // Fills a world with distinct words whose alpha varies too.
 inline void FillNumbered(GWorldPtr world, uint32_t seed)
 {
-    Rect b;
-    GetPortBounds(world, &b);
-    for (int v = 0; v < b.bottom; v++)
-        for (int h = 0; h < b.right; h++)
-            Pixel(world, h, v) = (seed + static_cast<uint32_t>(v * 1000 + h)) * 0x9E3779B1u;
+    FillEach(world, [seed](int h, int v) {
+        return (seed + static_cast<uint32_t>(v * 1000 + h)) * 0x9E3779B1u;
+    });
 }
 
 // An alpha drawn mostly from the cases fast rows treat apart: mode 0 gives

@@ -41,4 +41,29 @@ inline std::vector<uint32_t> Picture(const char* signature, int32_t width, int32
     return words;
 }
 
+// The pixels Uncompress expands a picture to (none when it gives no buffer),
+// with the size it reports.
+inline std::vector<uint32_t> Expanded(const std::vector<uint32_t>& picture, int32_t* width,
+                                      int32_t* height, int32_t* rowBytes)
+{
+    std::vector<uint32_t> words = picture;
+    std::unique_ptr<uint32_t[]> pixels(Uncompress(words.data(), width, height, rowBytes));
+    if (!pixels)
+        return {};
+    return std::vector<uint32_t>(pixels.get(), pixels.get() + *rowBytes / 4 * *height);
+}
+
+// Row `row` as UncompressRow (or another row decoder) writes it into `width`
+// words, the words past them holding a guard that must stay.
+inline std::vector<uint32_t>
+RowOf(const std::vector<uint32_t>& picture, uint32_t row, uint32_t width,
+      void (*decode)(uint32_t*, uint32_t, uint32_t, uint32_t*) = UncompressRow)
+{
+    std::vector<uint32_t> words = picture, out(width + 2, 0xDEADBEEF);
+    decode(words.data(), row, width, out.data());
+    EXPECT_EQ(out[width], 0xDEADBEEF) << "row " << row << " wrote past its width";
+    out.resize(width);
+    return out;
+}
+
 #endif

@@ -16,22 +16,12 @@ struct Painting
     Painting(int width, int height)
         : width(width), height(height), src(MakeWorld(width, height)),
           dst(MakeWorld(width, height)), mask(static_cast<size_t>((width + 32) * (height + 32)), 0),
-          brush(1024)
+          brush(1024), state{width,        0,           src.get(), dst.get(), 0, nullptr,
+                             brush.data(), mask.data(), table}
     {
         for (int r = 0; r < 32; r++)
             for (int c = 0; c < 32; c++)
                 brush[r * 32 + c] = static_cast<uint8_t>((r * 5 + c * 3 + (r * c) % 7) % 64);
-        for (int i = 0; i < 64; i++)
-            table[i] = 0;
-        state.width = width;
-        state.aux = 0;
-        state.srcWorld = src.get();
-        state.dstWorld = dst.get();
-        state.color = 0;
-        state.colorWorld = nullptr;
-        state.brush = brush.data();
-        state.mask = mask.data();
-        state.colorTable = table;
     }
 
     // The mask as the tests expect it, built one stamp at a time.
@@ -57,7 +47,7 @@ struct Painting
     World dst;
     std::vector<uint8_t> mask;
     std::vector<uint8_t> brush;
-    uint32_t table[64];
+    uint32_t table[64] = {};
     OurPS state;
 };
 

@@ -63,26 +63,23 @@ TEST(RowBlend, EveryPairOfAlphasMatchesTheBlend)
             paint.push_back((rng() & 0xFFFFFF00) | sa);
             under.push_back((rng() & 0xFFFFFF00) | da);
         }
-    std::vector<uint32_t> bySource(paint.size()), byUnder = under;
-    std::vector<uint32_t> sourceUnder(paint.size());
-    for (uint32_t da = 0; da < 256; da++)
-        for (uint32_t sa = 0; sa < 256; sa++) {
-            bySource[sa * 256 + da] = paint[da * 256 + sa];
-            sourceUnder[sa * 256 + da] = under[da * 256 + sa];
-        }
-    std::vector<size_t> order(paint.size());
-    for (size_t i = 0; i < order.size(); i++)
-        order[i] = i;
-    std::shuffle(order.begin(), order.end(), rng);
-    std::vector<uint32_t> shuffledPaint, shuffledUnder;
-    for (size_t i : order) {
-        shuffledPaint.push_back(paint[i]);
-        shuffledUnder.push_back(under[i]);
+    std::vector<size_t> bySource(paint.size()), shuffled(paint.size());
+    for (size_t i = 0; i < paint.size(); i++) {
+        bySource[i] = (i % 256) * 256 + i / 256;
+        shuffled[i] = i;
     }
+    std::shuffle(shuffled.begin(), shuffled.end(), rng);
+    auto laidOut = [](const std::vector<uint32_t>& words, const std::vector<size_t>& order) {
+        std::vector<uint32_t> out;
+        for (size_t i : order)
+            out.push_back(words[i]);
+        return out;
+    };
     for (const RowBlendVariant& v : AllBlends()) {
         ExpectExact(v, paint, under, {4096});
-        ExpectExact(v, bySource, sourceUnder, {256, 61, 3, 8, 17});
-        ExpectExact(v, shuffledPaint, shuffledUnder, {1, 2, 5, 9, 16, 31, 64, 7, 4, 3, 12});
+        ExpectExact(v, laidOut(paint, bySource), laidOut(under, bySource), {256, 61, 3, 8, 17});
+        ExpectExact(v, laidOut(paint, shuffled), laidOut(under, shuffled),
+                    {1, 2, 5, 9, 16, 31, 64, 7, 4, 3, 12});
     }
 }
 
