@@ -50,6 +50,20 @@ void ClearSurface(GWorldPtr surface)
                     static_cast<size_t>(bounds.bottom) * static_cast<size_t>(GetPixRowBytes(pm)));
 }
 
+// Both kinds of cell grid below cut the surface into cells of this size.
+constexpr int kCell = 16;
+
+// The box of cells first <= column < end of a row, cut to the bounds.
+Rect CellRun(int row, int first, int end, const Rect& bounds)
+{
+    Rect r;
+    r.left = static_cast<int16_t>(first * kCell);
+    r.top = static_cast<int16_t>(row * kCell);
+    r.right = static_cast<int16_t>(std::min<int>(end * kCell, bounds.right));
+    r.bottom = static_cast<int16_t>(std::min<int>((row + 1) * kCell, bounds.bottom));
+    return r;
+}
+
 // Where the sprite surface may hold pixels other than 0: everything (then
 // the whole of its memory, row padding included, is cleared as ClearSurface
 // clears it), or a set of boxes, kept as they are while they are few and as
@@ -118,11 +132,7 @@ class Dirt
                 const int first = column;
                 while (column < mColumns && cells[column])
                     column++;
-                Rect r;
-                r.left = static_cast<int16_t>(first * kCell);
-                r.top = static_cast<int16_t>(row * kCell);
-                r.right = static_cast<int16_t>(std::min<int>(column * kCell, mBounds.right));
-                r.bottom = static_cast<int16_t>(std::min<int>((row + 1) * kCell, mBounds.bottom));
+                Rect r = CellRun(row, first, column, mBounds);
                 use(r);
             }
         }
@@ -136,7 +146,6 @@ class Dirt
                         static_cast<size_t>(last - first + 1));
     }
 
-    static constexpr int kCell = 16;
     static constexpr size_t kFewBoxes = 64;
     Rect mBounds;
     int mColumns, mRows;
@@ -307,11 +316,7 @@ class Cover
                 const int first = column;
                 while (column < span.end && cells[column])
                     column++;
-                Rect r;
-                r.left = static_cast<int16_t>(first * kCell);
-                r.top = static_cast<int16_t>(row * kCell);
-                r.right = static_cast<int16_t>(std::min<int>(column * kCell, mBounds.right));
-                r.bottom = static_cast<int16_t>(std::min<int>((row + 1) * kCell, mBounds.bottom));
+                Rect r = CellRun(row, first, column, mBounds);
                 if (factor > 1)
                     Multiply(r, factor);
                 boxes.push_back(r);
@@ -335,7 +340,6 @@ class Cover
         r.bottom = static_cast<int16_t>(static_cast<uint32_t>(r.bottom) * factor);
     }
 
-    static constexpr int kCell = 16;
     // Up to this many sprites, their own boxes (which may overlap) are
     // handed back: fewer pixels than whole cells, and few enough boxes.
     static constexpr size_t kExactLimit = 32;

@@ -86,13 +86,8 @@ TEST(StraightFirstRow, EveryAlphaChannelAndWorldByteMatchesPixmansOver)
         cairoSource[i] = ImagePixelToCairo(image[i], kCGImageAlphaFirst);
         expected[i] = MirrorWord(world[i]);
     }
-    pixman_image_t* src =
-        pixman_image_create_bits(PIXMAN_a8r8g8b8, kWidth, kHeight, cairoSource.data(), kWidth * 4);
-    pixman_image_t* dst =
-        pixman_image_create_bits(PIXMAN_a8r8g8b8, kWidth, kHeight, expected.data(), kWidth * 4);
-    pixman_image_composite32(PIXMAN_OP_OVER, src, nullptr, dst, 0, 0, 0, 0, 0, 0, kWidth, kHeight);
-    pixman_image_unref(src);
-    pixman_image_unref(dst);
+    PixmanComposite(PIXMAN_OP_OVER, PIXMAN_a8r8g8b8, cairoSource.data(), PIXMAN_a8r8g8b8,
+                    expected.data(), kWidth, kHeight);
     for (uint32_t& word : expected)
         word = MirrorWord(word);
 

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <cairo.h>
+#include <pixman.h>
 
 #include <random>
 #include <vector>
@@ -181,5 +182,17 @@ struct CairoOnWorld
         MirrorRows(base, rowBytes, width, height);
     }
 };
+
+// pixman composites src (in srcFormat) onto dst (in dstFormat) with op,
+// both width x height words with no row padding.
+inline void PixmanComposite(pixman_op_t op, pixman_format_code_t srcFormat, uint32_t* src,
+                            pixman_format_code_t dstFormat, uint32_t* dst, int width, int height)
+{
+    pixman_image_t* from = pixman_image_create_bits(srcFormat, width, height, src, width * 4);
+    pixman_image_t* to = pixman_image_create_bits(dstFormat, width, height, dst, width * 4);
+    pixman_image_composite32(op, from, nullptr, to, 0, 0, 0, 0, 0, 0, width, height);
+    pixman_image_unref(from);
+    pixman_image_unref(to);
+}
 
 #endif

@@ -18,13 +18,8 @@ TEST(CairoPixels, MirrorIsPixmansReadingOfOurLayout)
     std::vector<uint32_t> ours(size_t{width} * height), theirs(ours.size());
     for (uint32_t i = 0; i < ours.size(); i++)
         ours[i] = i | ((i * 0x9Du) << 24);
-    pixman_image_t* src =
-        pixman_image_create_bits(PIXMAN_b8g8r8a8, width, height, ours.data(), width * 4);
-    pixman_image_t* dst =
-        pixman_image_create_bits(PIXMAN_a8r8g8b8, width, height, theirs.data(), width * 4);
-    pixman_image_composite32(PIXMAN_OP_SRC, src, nullptr, dst, 0, 0, 0, 0, 0, 0, width, height);
-    pixman_image_unref(src);
-    pixman_image_unref(dst);
+    PixmanComposite(PIXMAN_OP_SRC, PIXMAN_b8g8r8a8, ours.data(), PIXMAN_a8r8g8b8, theirs.data(),
+                    width, height);
     for (size_t i = 0; i < ours.size(); i++) {
         ASSERT_EQ(MirrorWord(ours[i]), theirs[i]) << std::hex << ours[i];
         ASSERT_EQ(MirrorWord(MirrorWord(ours[i])), ours[i]);
