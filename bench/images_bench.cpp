@@ -55,10 +55,7 @@ void BM_PoolDraw(benchmark::State& state)
 {
     const bool shaded = state.range(0) != 0;
     Register(300, 64, shaded);
-    GWorldPtr world = nullptr;
-    Rect bounds;
-    SetRect(&bounds, 0, 0, kStageWidth, kStageHeight);
-    NewGWorld(&world, 32, &bounds, nullptr, nullptr, 0);
+    GWorldPtr world = NewWorld(kStageWidth, kStageHeight);
     Rect src;
     SetRect(&src, 0, 0, 64, 64);
     for (auto _ : state) {

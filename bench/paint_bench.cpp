@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/bench_pictures.h"
 #include "bench/ratio_reporter.h"
 #include "sprig/paint.h"
 
@@ -27,10 +28,8 @@ struct Picture
 {
     Picture()
     {
-        Rect bounds;
-        SetRect(&bounds, 0, 0, kWidth, kHeight);
-        NewGWorld(&src, 32, &bounds, nullptr, nullptr, 0);
-        NewGWorld(&dst, 32, &bounds, nullptr, nullptr, 0);
+        src = NewWorld(kWidth, kHeight);
+        dst = NewWorld(kWidth, kHeight);
         for (GWorldPtr world : {src, dst}) {
             PixMapHandle pm = GetGWorldPixMap(world);
             for (int v = 0; v < kHeight; v++) {

@@ -20,6 +20,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/bench_pictures.h"
 #include "bench/ratio_reporter.h"
 #include "sprig/engine.h"
 
@@ -52,20 +53,13 @@ const std::vector<Move>& Walk()
     return walk;
 }
 
-GWorldPtr NewStageWorld()
-{
-    GWorldPtr world = nullptr;
-    Rect bounds;
-    SetRect(&bounds, 0, 0, kStageWidth, kStageHeight);
-    NewGWorld(&world, 32, &bounds, nullptr, nullptr, 0);
-    return world;
-}
-
 void BM_PenMoves(benchmark::State& state)
 {
     const auto penSize = static_cast<short>(state.range(0));
     const int antialias = static_cast<int>(state.range(1));
-    GWorldPtr backdrop = NewStageWorld(), background = NewStageWorld(), sprites = NewStageWorld();
+    GWorldPtr backdrop = NewWorld(kStageWidth, kStageHeight);
+    GWorldPtr background = NewWorld(kStageWidth, kStageHeight);
+    GWorldPtr sprites = NewWorld(kStageWidth, kStageHeight);
     Rect bounds;
     SetRect(&bounds, 0, 0, kStageWidth, kStageHeight);
     CSpriteList list(backdrop, background, sprites, &bounds);

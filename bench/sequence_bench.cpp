@@ -41,7 +41,7 @@ struct Stage
         Rect bounds;
         SetRect(&bounds, 0, 0, kStageWidth, kStageHeight);
         for (GWorldPtr* w : {&backdrop, &background, &sprites})
-            NewGWorld(w, 32, &bounds, nullptr, nullptr, 0);
+            *w = NewWorld(kStageWidth, kStageHeight);
         list = SprInitSprites(backdrop, background, sprites, &bounds);
     }
     ~Stage()
@@ -59,6 +59,15 @@ struct Stage
         SprSetPos(s, &x, &y);
         SprShow(s, true);
         return s;
+    }
+
+    // Sprites 1 to n, at places drawn from rng.
+    std::vector<CSprite*> NewSprites(size_t n, std::mt19937& rng)
+    {
+        std::vector<CSprite*> made;
+        for (size_t i = 0; i < n; i++)
+            made.push_back(NewSprite(static_cast<int32_t>(i + 1), rng));
+        return made;
     }
 
     GWorldPtr backdrop = nullptr, background = nullptr, sprites = nullptr;
@@ -98,9 +107,7 @@ void BM_SetZ(benchmark::State& state)
     const auto n = static_cast<size_t>(state.range(0));
     Stage stage;
     std::mt19937 rng(7);
-    std::vector<CSprite*> sprites;
-    for (size_t i = 0; i < n; i++)
-        sprites.push_back(stage.NewSprite(static_cast<int32_t>(i + 1), rng));
+    std::vector<CSprite*> sprites = stage.NewSprites(n, rng);
     const Plan plan(n, 11);
     size_t at = 0;
     for (auto _ : state) {
@@ -147,9 +154,7 @@ void BM_DeleteSprite(benchmark::State& state)
     const auto n = static_cast<size_t>(state.range(0));
     Stage stage;
     std::mt19937 rng(7);
-    std::vector<CSprite*> sprites;
-    for (size_t i = 0; i < n; i++)
-        sprites.push_back(stage.NewSprite(static_cast<int32_t>(i + 1), rng));
+    std::vector<CSprite*> sprites = stage.NewSprites(n, rng);
     int32_t ref = static_cast<int32_t>(n) + 1;
     size_t at = 0;
     for (auto _ : state) {

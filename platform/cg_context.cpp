@@ -612,6 +612,32 @@ void PreparePixels(CGContextRef c, const pixman_box32_t* boxes, int count, int l
     prepare(c->prepareInfo, rects->data(), count);
 }
 
+// Do the image's bytes and the bytes pixels to pixels + size overlap?
+bool SharesMemory(CGImageRef image, const uint8_t* pixels, ptrdiff_t size)
+{
+    const auto start = reinterpret_cast<uintptr_t>(pixels);
+    const auto end = start + static_cast<uintptr_t>(size);
+    const auto dataStart = reinterpret_cast<uintptr_t>(image->provider->data);
+    return dataStart < end && start < dataStart + image->provider->size;
+}
+
+// Composites the pixels of part (device pixels) of an image whose first
+// pixel lies at (left, top), row by row with compositeRow, into pixels
+// (rows stride bytes apart) of surface, and tells cairo they changed.
+template <class CompositeRow>
+void CompositeImagePart(CGImageRef image, int left, int top, const PixelBox& part, uint8_t* pixels,
+                        ptrdiff_t stride, cairo_surface_t* surface, CompositeRow compositeRow)
+{
+    const auto bytesPerRow = static_cast<ptrdiff_t>(image->bytesPerRow);
+    const uint8_t* src = static_cast<const uint8_t*>(image->provider->data) +
+                         (part.y1 - top) * bytesPerRow + 4 * (part.x1 - left);
+    uint8_t* dst = pixels + part.y1 * stride + 4 * part.x1;
+    for (int v = part.y1; v < part.y2; v++, src += bytesPerRow, dst += stride)
+        compositeRow(src, reinterpret_cast<uint32_t*>(dst), part.x2 - part.x1, image->alphaInfo);
+    cairo_surface_mark_dirty_rectangle(surface, part.x1, part.y1, part.x2 - part.x1,
+                                       part.y2 - part.y1);
+}
+
 // Draws an image one to one at a whole-pixel place of a context on a world
 // straight from the image's pixels (cg_direct.cpp), leaving the world as
 // cairo would. Returns false, having drawn nothing, when the drawing is not
@@ -636,11 +662,7 @@ bool DrawImageDirectly(CGContextRef c, double x, double y, double w, double h, C
     const PixMap* pm = &c->world->pixMap;
     const ptrdiff_t rowBytes = RowBytesOf(pm);
     auto* pixels = reinterpret_cast<uint8_t*>(pm->baseAddr);
-    const auto* data = static_cast<const uint8_t*>(image->provider->data);
-    const auto worldStart = reinterpret_cast<uintptr_t>(pixels);
-    const auto worldEnd = worldStart + static_cast<uintptr_t>(rowBytes * pm->bounds.bottom);
-    const auto dataStart = reinterpret_cast<uintptr_t>(data);
-    if (dataStart < worldEnd && worldStart < dataStart + image->provider->size)
+    if (SharesMemory(image, pixels, rowBytes * pm->bounds.bottom))
         return false;
 
     const PixelBox box = Intersect({left, top, left + image->width, top + image->height},
@@ -650,16 +672,8 @@ bool DrawImageDirectly(CGContextRef c, double x, double y, double w, double h, C
     PreparePixels(c, nullptr, -1, 0, 0);
     cairo_surface_flush(c->worldSurface);
     ForEachClippedBox(clip, box, [&](const PixelBox& part) {
-        const uint8_t* src =
-            data +
-            static_cast<ptrdiff_t>(part.y1 - top) * static_cast<ptrdiff_t>(image->bytesPerRow) +
-            4 * (part.x1 - left);
-        uint8_t* dst = pixels + part.y1 * rowBytes + 4 * part.x1;
-        for (int v = part.y1; v < part.y2; v++, src += image->bytesPerRow, dst += rowBytes)
-            CompositeImageRow(src, reinterpret_cast<uint32_t*>(dst), part.x2 - part.x1,
-                              image->alphaInfo);
-        cairo_surface_mark_dirty_rectangle(c->worldSurface, part.x1, part.y1, part.x2 - part.x1,
-                                           part.y2 - part.y1);
+        CompositeImagePart(image, left, top, part, pixels, rowBytes, c->worldSurface,
+                           CompositeImageRow);
     });
     return true;
 }
@@ -741,11 +755,7 @@ bool DrawImageOverCairo(CGContextRef c, double x, double y, double w, double h, 
     const ptrdiff_t stride = cairo_image_surface_get_stride(target);
     const int targetWidth = cairo_image_surface_get_width(target);
     const int targetHeight = cairo_image_surface_get_height(target);
-    const auto* data = static_cast<const uint8_t*>(image->provider->data);
-    const auto targetStart = reinterpret_cast<uintptr_t>(pixels);
-    const auto targetEnd = targetStart + static_cast<uintptr_t>(stride * targetHeight);
-    const auto dataStart = reinterpret_cast<uintptr_t>(data);
-    if (!pixels || (dataStart < targetEnd && targetStart < dataStart + image->provider->size))
+    if (!pixels || SharesMemory(image, pixels, stride * targetHeight))
         return false;
 
     const PixelBox box = Intersect({left, top, left + image->width, top + image->height},
@@ -793,16 +803,8 @@ bool DrawImageOverCairo(CGContextRef c, double x, double y, double w, double h, 
         const PixelBox part = Intersect(box, {boxes[i].x1, boxes[i].y1, boxes[i].x2, boxes[i].y2});
         if (part.Empty())
             continue;
-        const uint8_t* src =
-            data +
-            static_cast<ptrdiff_t>(part.y1 - top) * static_cast<ptrdiff_t>(image->bytesPerRow) +
-            4 * (part.x1 - left);
-        uint8_t* dst = pixels + part.y1 * stride + 4 * part.x1;
-        for (int v = part.y1; v < part.y2; v++, src += image->bytesPerRow, dst += stride)
-            CompositeImageRowOverCairo(src, reinterpret_cast<uint32_t*>(dst), part.x2 - part.x1,
-                                       image->alphaInfo);
-        cairo_surface_mark_dirty_rectangle(target, part.x1, part.y1, part.x2 - part.x1,
-                                           part.y2 - part.y1);
+        CompositeImagePart(image, left, top, part, pixels, stride, target,
+                           CompositeImageRowOverCairo);
     }
     pixman_region32_fini(&parts);
     return true;
