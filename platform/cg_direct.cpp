@@ -247,12 +247,29 @@ __attribute__((target("avx2"))) void StraightFirstRowAvx2(const uint8_t* src, ui
         h += 8;
         src += 32;
     }
+    // The last pixels (fewer than eight) as one group whose missing pixels
+    // are transparent: masked loads read none of the bytes beyond the row,
+    // and the masked store leaves the words beyond it as they are.
+    if (h < width) {
+        const __m256i lanes = _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7);
+        const __m256i mask = _mm256_cmpgt_epi32(_mm256_set1_epi32(width - h), lanes);
+        const __m256i s = _mm256_maskload_epi32(reinterpret_cast<const int*>(src), mask);
+        auto* out = reinterpret_cast<int*>(dst + h);
+        if (SameAlphas8(s, zero) != 0x11111111u) {
+            const __m256i d = Destination8<kCairo>(_mm256_maskload_epi32(out, mask));
+            __m256i pLo, sLo, pHi, sHi;
+            OverLanes8(_mm256_unpacklo_epi8(s, zero), _mm256_unpacklo_epi8(d, zero), &pLo, &sLo);
+            OverLanes8(_mm256_unpackhi_epi8(s, zero), _mm256_unpackhi_epi8(d, zero), &pHi, &sHi);
+            _mm256_maskstore_epi32(
+                out, mask,
+                Destination8<kCairo>(_mm256_adds_epu8(_mm256_packus_epi16(pLo, pHi),
+                                                      _mm256_packus_epi16(sLo, sHi))));
+        }
+    }
     // Clean upper halves before any further code: SSE instructions without
     // the VEX prefix run far slower after 256-bit ones until they are
     // cleared, and the compiler does not always clear them before a call.
-    // The last pixels (fewer than eight) go as the SSE2 row takes them.
     _mm256_zeroupper();
-    StraightFirstRowSse2<kCairo>(src, dst + h, width - h);
 }
 
 void CompositeStraightFirstRowAvx2(const uint8_t* src, uint32_t* dst, int width)
