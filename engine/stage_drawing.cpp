@@ -173,8 +173,9 @@ void Composite(GWorldPtr surface, const SpriteDraw& draw)
 }
 
 // The part of a draw within box: the same pixels as the whole draw gives
-// there, since each pixel is composited on its own.
-void CompositeWithin(GWorldPtr surface, const SpriteDraw& draw, const Rect& box)
+// there, since each pixel is composited on its own. The target's first row
+// stands for the surface's row top.
+void CompositeWithin(GWorldPtr target, const SpriteDraw& draw, const Rect& box, int top)
 {
     Rect place;
     if (!SectRect(&draw.place, &box, &place))
@@ -182,7 +183,8 @@ void CompositeWithin(GWorldPtr surface, const SpriteDraw& draw, const Rect& box)
     Rect source = draw.source;
     OffsetRect(&source, static_cast<int16_t>(place.left - draw.place.left),
                static_cast<int16_t>(place.top - draw.place.top));
-    CompositePackedPicture(draw.picture, &source, surface, &place,
+    OffsetRect(&place, 0, static_cast<int16_t>(-top));
+    CompositePackedPicture(draw.picture, &source, target, &place,
                            draw.tinted ? &draw.tint : nullptr);
 }
 
@@ -477,17 +479,66 @@ Drawing DrawingOf(CSprite* sprite, SpriteDraw* draw)
     return Drawing::kDraw;
 }
 
+// A band of the view at most this many rows tall (each band of a cover
+// kept as cells) is made ready in a band buffer rather than in the
+// surface: the buffer stays in the cache from one band to the next, where
+// the surface's rows would be written out to memory (and read in again to
+// be cleared the next frame). Taller bands, of a few sprites' own boxes,
+// are made ready in the surface.
+constexpr int kBandRows = 16;
+
+// A world over a band buffer as wide as the surface, kept from one frame to
+// the next by each thread that draws; null when none can be made.
+class BandWorld
+{
+  public:
+    BandWorld() = default;
+    BandWorld(const BandWorld&) = delete;
+    BandWorld& operator=(const BandWorld&) = delete;
+    ~BandWorld() { DisposeGWorld(mWorld); }
+
+    GWorldPtr Get(int width)
+    {
+        if (mWorld || mFailed)
+            return mWorld;
+        thread_local std::vector<uint32_t> buffer;
+        Rect bounds;
+        SetRect(&bounds, 0, 0, static_cast<int16_t>(width), kBandRows);
+        const size_t words = static_cast<size_t>(width) * kBandRows;
+        try {
+            if (buffer.size() < words)
+                buffer.resize(words);
+        } catch (...) {
+            mFailed = true;
+            return nullptr;
+        }
+        if (width <= 0 ||
+            NewGWorldFromPtr(&mWorld, 0, &bounds, nullptr, nullptr, 0,
+                             reinterpret_cast<Ptr>(buffer.data()), 4 * width) != noErr) {
+            mWorld = nullptr;
+            mFailed = true;
+        }
+        return mWorld;
+    }
+
+  private:
+    GWorldPtr mWorld = nullptr;
+    bool mFailed = false;
+};
+
 // A deferred frame while the view reads the surface: the parts read are
-// cleared and drawn first, or the whole surface is completed.
+// cleared and drawn first (in the band buffer, or in the surface), or the
+// whole surface is completed.
 struct Preparation
 {
     GWorldPtr surface;
     DeferredFrame* frame;
-    bool complete;
+    bool complete = false;
     // The draws that meet each row of cells, in drawing order: draws
     // rowDraws[rowStart[r]] to rowDraws[rowStart[r + 1] - 1] meet pixel rows
     // kRowCell * r to kRowCell * (r + 1) - 1. Made for the first band.
     std::vector<uint32_t> rowStart, rowDraws, scratch;
+    BandWorld band;
 };
 
 constexpr int kRowCell = 16;
@@ -514,31 +565,41 @@ void IndexRows(Preparation& p, int height)
 }
 
 // The boxes cleared, and each draw that meets them composited within them,
-// in drawing order.
-void PrepareBoxes(Preparation& p, const Rect* boxes, int32_t count)
+// in drawing order: in the band buffer when the boxes' rows fit in it (the
+// surface is left as it was, and is completed from its dirt as ever), else
+// in the surface. Returns where.
+PreparedPixels PrepareBoxes(Preparation& p, const Rect* boxes, int32_t count)
 {
     Rect bounds;
     GetPortBounds(p.surface, &bounds);
     if (p.rowStart.empty())
         IndexRows(p, bounds.bottom);
-    StLock lock(p.surface);
-    PixMapHandle pm = GetGWorldPixMap(p.surface);
+    int top = bounds.bottom, bottom = 0;
+    for (int32_t i = 0; i < count; i++) {
+        Rect box;
+        if (SectRect(&boxes[i], &bounds, &box)) {
+            top = std::min<int>(top, box.top);
+            bottom = std::max<int>(bottom, box.bottom);
+        }
+    }
+    if (top >= bottom)
+        return {nullptr, 0, 0};
+    GWorldPtr band = bottom - top <= kBandRows ? p.band.Get(bounds.right) : nullptr;
+    GWorldPtr target = band ? band : p.surface;
+    const int origin = band ? top : 0; // the surface's row at the target's first
+    StLock lock(target);
+    PixMapHandle pm = GetGWorldPixMap(target);
     auto* base = reinterpret_cast<uint8_t*>(GetPixBaseAddr(pm));
     const auto rowBytes = static_cast<size_t>(GetPixRowBytes(pm));
-    int top = bounds.bottom, bottom = 0;
     for (int32_t i = 0; i < count; i++) {
         Rect box;
         if (!SectRect(&boxes[i], &bounds, &box))
             continue;
-        top = std::min<int>(top, box.top);
-        bottom = std::max<int>(bottom, box.bottom);
         for (int v = box.top; v < box.bottom; v++)
-            std::memset(base + static_cast<size_t>(v) * rowBytes +
+            std::memset(base + static_cast<size_t>(v - origin) * rowBytes +
                             4 * static_cast<size_t>(box.left),
                         0, 4 * static_cast<size_t>(box.right - box.left));
     }
-    if (top >= bottom)
-        return;
     // The draws of the rows of cells the boxes reach: those of one row as
     // they are, those of several merged back into drawing order.
     const size_t first = static_cast<size_t>(top / kRowCell);
@@ -555,22 +616,26 @@ void PrepareBoxes(Preparation& p, const Rect* boxes, int32_t count)
     }
     for (; from < to; from++) {
         const SpriteDraw& draw = p.frame->draws[*from];
+        // Rows of a box beyond the band fall outside the band buffer, or
+        // on rows of it that are cleared before they are used.
         for (int32_t i = 0; i < count; i++) {
             const Rect& box = boxes[i];
             if (box.left < draw.place.right && draw.place.left < box.right &&
                 box.top < draw.place.bottom && draw.place.top < box.bottom)
-                CompositeWithin(p.surface, draw, box);
+                CompositeWithin(target, draw, box, origin);
         }
     }
+    if (!band)
+        return {nullptr, 0, 0};
+    return {base, static_cast<ptrdiff_t>(rowBytes), top};
 }
 
-void PrepareSurface(void* info, const Rect* boxes, int32_t count)
+PreparedPixels PrepareSurface(void* info, const Rect* boxes, int32_t count)
 {
     auto* p = static_cast<Preparation*>(info);
     if (count >= 0) {
         try {
-            PrepareBoxes(*p, boxes, count);
-            return;
+            return PrepareBoxes(*p, boxes, count);
         } catch (...) {
             // No room for the index: the whole surface is made ready.
         }
@@ -580,6 +645,7 @@ void PrepareSurface(void* info, const Rect* boxes, int32_t count)
     for (const SpriteDraw& draw : p->frame->draws)
         Composite(p->surface, draw);
     p->complete = true;
+    return {nullptr, 0, 0};
 }
 
 // The frame drawn with the sprites composited into the surface only where
@@ -630,7 +696,9 @@ bool DrawDeferred(CSpriteList& list, CGContextRef context, HIViewRef view, RgnHa
     } catch (...) {
         return false;
     }
-    Preparation preparation = {surface, frame, false, {}, {}, {}};
+    Preparation preparation;
+    preparation.surface = surface;
+    preparation.frame = frame;
     if (drawn)
         HandToView(surface, context, view, frame->drawn, PrepareSurface, &preparation);
     if (preparation.complete || PixelsInUse(surface)) {

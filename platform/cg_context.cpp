@@ -590,16 +590,17 @@ void SetDefaultState(cairo_t* cr)
 // (HIViewDrawPreparedCGImage): all of them (count -1), or the boxes given in
 // device pixels, the image's top-left pixel lying at (left, top), written
 // into rects (whose room is reserved: when it is short, all are made ready).
-void PreparePixels(CGContextRef c, const pixman_box32_t* boxes, int count, int left, int top,
-                   std::vector<Rect>* rects = nullptr)
+// Returns where the boxes were made ready (null pixels: in the image).
+PreparedPixels PreparePixels(CGContextRef c, const pixman_box32_t* boxes, int count, int left,
+                             int top, std::vector<Rect>* rects = nullptr)
 {
     const PreparePixelsProc prepare = c->preparePixels;
     if (!prepare)
-        return;
+        return {nullptr, 0, 0};
     if (count < 0 || !rects || rects->capacity() < static_cast<size_t>(count)) {
         c->preparePixels = nullptr;
         prepare(c->prepareInfo, nullptr, -1);
-        return;
+        return {nullptr, 0, 0};
     }
     rects->clear();
     for (int i = 0; i < count; i++) {
@@ -609,7 +610,7 @@ void PreparePixels(CGContextRef c, const pixman_box32_t* boxes, int count, int l
                 static_cast<int16_t>(boxes[i].y2 - top));
         rects->push_back(r);
     }
-    prepare(c->prepareInfo, rects->data(), count);
+    return prepare(c->prepareInfo, rects->data(), count);
 }
 
 // Do the image's bytes and the bytes pixels to pixels + size overlap?
@@ -621,16 +622,16 @@ bool SharesMemory(CGImageRef image, const uint8_t* pixels, ptrdiff_t size)
     return dataStart < end && start < dataStart + image->provider->size;
 }
 
-// Composites the pixels of part (device pixels) of an image whose first
-// pixel lies at (left, top), row by row with compositeRow, into pixels
-// (rows stride bytes apart) of surface, and tells cairo they changed.
+// Composites the pixels of part (device pixels) of an image, read from
+// data (rows bytesPerRow bytes apart) whose first pixel lies at (left,
+// top), row by row with compositeRow, into pixels (rows stride bytes apart)
+// of surface, and tells cairo they changed.
 template <class CompositeRow>
-void CompositeImagePart(CGImageRef image, int left, int top, const PixelBox& part, uint8_t* pixels,
-                        ptrdiff_t stride, cairo_surface_t* surface, CompositeRow compositeRow)
+void CompositeImagePart(CGImageRef image, const uint8_t* data, ptrdiff_t bytesPerRow, int left,
+                        int top, const PixelBox& part, uint8_t* pixels, ptrdiff_t stride,
+                        cairo_surface_t* surface, CompositeRow compositeRow)
 {
-    const auto bytesPerRow = static_cast<ptrdiff_t>(image->bytesPerRow);
-    const uint8_t* src = static_cast<const uint8_t*>(image->provider->data) +
-                         (part.y1 - top) * bytesPerRow + 4 * (part.x1 - left);
+    const uint8_t* src = data + (part.y1 - top) * bytesPerRow + 4 * (part.x1 - left);
     uint8_t* dst = pixels + part.y1 * stride + 4 * part.x1;
     for (int v = part.y1; v < part.y2; v++, src += bytesPerRow, dst += stride)
         compositeRow(src, reinterpret_cast<uint32_t*>(dst), part.x2 - part.x1, image->alphaInfo);
@@ -672,8 +673,9 @@ bool DrawImageDirectly(CGContextRef c, double x, double y, double w, double h, C
     PreparePixels(c, nullptr, -1, 0, 0);
     cairo_surface_flush(c->worldSurface);
     ForEachClippedBox(clip, box, [&](const PixelBox& part) {
-        CompositeImagePart(image, left, top, part, pixels, rowBytes, c->worldSurface,
-                           CompositeImageRow);
+        CompositeImagePart(image, static_cast<const uint8_t*>(image->provider->data),
+                           static_cast<ptrdiff_t>(image->bytesPerRow), left, top, part, pixels,
+                           rowBytes, c->worldSurface, CompositeImageRow);
     });
     return true;
 }
@@ -791,6 +793,7 @@ bool DrawImageOverCairo(CGContextRef c, double x, double y, double w, double h, 
         }
     }
     cairo_surface_flush(target);
+    PreparedPixels ready = {nullptr, 0, 0};
     for (int i = 0; i < count; i++) {
         // A band of boxes (a region's boxes of one band share their top) is
         // made ready just before it is drawn, while it is in the cache.
@@ -798,13 +801,18 @@ bool DrawImageOverCairo(CGContextRef c, double x, double y, double w, double h, 
             int end = i + 1;
             while (end < count && boxes[end].y1 == boxes[i].y1)
                 end++;
-            PreparePixels(c, boxes + i, end - i, left, top, &rects);
+            ready = PreparePixels(c, boxes + i, end - i, left, top, &rects);
         }
         const PixelBox part = Intersect(box, {boxes[i].x1, boxes[i].y1, boxes[i].x2, boxes[i].y2});
         if (part.Empty())
             continue;
-        CompositeImagePart(image, left, top, part, pixels, stride, target,
-                           CompositeImageRowOverCairo);
+        if (ready.pixels)
+            CompositeImagePart(image, ready.pixels, ready.rowBytes, left, top + ready.top, part,
+                               pixels, stride, target, CompositeImageRowOverCairo);
+        else
+            CompositeImagePart(image, static_cast<const uint8_t*>(image->provider->data),
+                               static_cast<ptrdiff_t>(image->bytesPerRow), left, top, part, pixels,
+                               stride, target, CompositeImageRowOverCairo);
     }
     pixman_region32_fini(&parts);
     return true;

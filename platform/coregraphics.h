@@ -128,8 +128,17 @@ OSStatus HIViewDrawCGImageWithin(CGContextRef c, const HIRect* rect, CGImageRef 
 // down), or with count -1 when any pixel may be read. Drawn one to one, the
 // image is read a band at a time, and each call hands over one band: boxes
 // from left to right that share their top and bottom, a band below the one
-// before.
-using PreparePixelsProc = void (*)(void* info, const Rect* boxes, int32_t count);
+// before. The call says where it made the pixels ready: in rows of
+// rowBytes bytes from pixels, the first of them the image's row top, with
+// each pixel at four times its column; or, with null pixels, in the image's
+// own memory.
+struct PreparedPixels
+{
+    const uint8_t* pixels;
+    ptrdiff_t rowBytes;
+    int32_t top;
+};
+using PreparePixelsProc = PreparedPixels (*)(void* info, const Rect* boxes, int32_t count);
 OSStatus HIViewDrawPreparedCGImage(CGContextRef c, const HIRect* rect, CGImageRef image,
                                    RgnHandle area, PreparePixelsProc prepare, void* info);
 
