@@ -15,10 +15,15 @@
 
 namespace {
 
-constexpr int kW = 60;
+constexpr int kW = 62; // rows of 248 bytes padded to 256
 constexpr int kH = 45;
-constexpr int32_t kFirstPicture = 700;
 constexpr int kPictures = 4;
+
+// A colorized picture (tinted with the pen colour) and three plain ones.
+int32_t PictureNumber(int k)
+{
+    return k ? 700 + k : 7;
+}
 
 enum class Host
 {
@@ -67,8 +72,8 @@ class FrameStage
     // `wider` widens the view past the enlarged stage (boxes are handed on
     // only to a view of the enlarged stage's size).
     FrameStage(Host host, uint32_t factor, unsigned seed, int wider)
-        : mHost(host), mFactor(static_cast<int>(factor)), mViewW(kW * mFactor + wider),
-          backdrop(MakeWorld(kW, kH)), background(MakeWorld(kW, kH)), sprites(MakeWorld(kW, kH))
+        : sprites(MakeWorld(kW, kH)), mHost(host), mFactor(static_cast<int>(factor)),
+          mViewW(kW * mFactor + wider), backdrop(MakeWorld(kW, kH)), background(MakeWorld(kW, kH))
     {
         Rect bounds = R(0, 0, kW, kH);
         list.reset(new CSpriteList(backdrop.get(), background.get(), sprites.get(), &bounds));
@@ -94,7 +99,8 @@ class FrameStage
     {
         if (s.kind == Step::kAppear) {
             CSprite* sprite = SprNewSprite(list.get(), static_cast<int32_t>(mSprites.size() + 1));
-            SprSetImage(sprite, kFirstPicture + s.a, 0);
+            SprSetImage(sprite, PictureNumber(s.a), 0);
+            SprSetPenColor(sprite, 0x1200, 0xFF00, 0x3400);
             SprSetPos(sprite, &s.x, &s.y);
             SprSetFrame(sprite, static_cast<short>(s.c));
             SprShow(sprite, 1);
@@ -152,7 +158,9 @@ class FrameStage
     }
 
     // The frame the library's way; an event without a region when `none`.
-    void DrawFast(const std::vector<Rect>& damage, bool none, const Place& p)
+    // A nudge moves the first damage rectangle of the host's clip by a
+    // fraction of a pixel.
+    void DrawFast(const std::vector<Rect>& damage, bool none, const Place& p, double nudge = 0)
     {
         if (mHost == Host::kContext) {
             InContext(mTarget.get(), [&](CGContextRef context) {
@@ -162,9 +170,10 @@ class FrameStage
         }
         RgnHandle area = none ? nullptr : RegionOf(damage);
         EventRef event = CreateDrawEvent(area);
-        WithContext(damage, [&](CGContextRef context) {
-            SprUpdateControl(list.get(), context, view.get(), event);
-        });
+        WithContext(
+            damage,
+            [&](CGContextRef context) { SprUpdateControl(list.get(), context, view.get(), event); },
+            nudge);
         ReleaseEvent(event);
         DisposeRgn(area);
     }
@@ -172,7 +181,7 @@ class FrameStage
     // The frame the plain way: the sprites meeting the area (the stage's
     // own bounds, unscaled, for an event without a region) handed on whole
     // through cairo's own drawing.
-    void DrawPlain(const std::vector<Rect>& damage, bool none, const Place& p)
+    void DrawPlain(const std::vector<Rect>& damage, bool none, const Place& p, double nudge = 0)
     {
         RgnHandle area = RegionOf(damage), spriteArea = NewRgn();
         const Rect clip =
@@ -202,9 +211,12 @@ class FrameStage
                                        kCGImageAlphaFirst);
             });
         } else {
-            WithContext(damage, [&](CGContextRef context) {
-                DrawOffscreenToHIView(surface, context, view.get(), kCGImageAlphaFirst);
-            });
+            WithContext(
+                damage,
+                [&](CGContextRef context) {
+                    DrawOffscreenToHIView(surface, context, view.get(), kCGImageAlphaFirst);
+                },
+                nudge);
         }
         SetPlatformDrawing(true);
     }
@@ -212,6 +224,11 @@ class FrameStage
     // The first difference from another stage's host pixels or sprite
     // surface, or "" when there is none.
     std::string Difference(const FrameStage& other) const
+    {
+        const std::string host = HostDifference(other);
+        return host.empty() ? Mismatch(sprites.get(), other.sprites.get()) : host;
+    }
+    std::string HostDifference(const FrameStage& other) const
     {
         if (mHost == Host::kCairo) {
             cairo_surface_flush(mSurface.get());
@@ -228,8 +245,19 @@ class FrameStage
             if (!host.empty())
                 return "host: " + host;
         }
-        return Mismatch(sprites.get(), other.sprites.get());
+        return "";
     }
+
+    // The sprite surface's bytes, padding included, read through `base`
+    // (the surface's own address when null).
+    std::string SurfaceBytes(const uint8_t* base = nullptr) const
+    {
+        PixMapHandle pm = GetGWorldPixMap(sprites.get());
+        base = base ? base : reinterpret_cast<const uint8_t*>(GetPixBaseAddr(pm));
+        return std::string(reinterpret_cast<const char*>(base), GetPixRowBytes(pm) * size_t{kH});
+    }
+
+    World sprites;
 
   private:
     int32_t Width(const Place& p) const { return p.width ? p.width : kW * mFactor; }
@@ -238,7 +266,7 @@ class FrameStage
     // A draw handler's context: the host's cairo_t clipped to the damage,
     // or the offscreen view's own context.
     template <typename Draw>
-    void WithContext(const std::vector<Rect>& damage, Draw draw)
+    void WithContext(const std::vector<Rect>& damage, Draw draw, double nudge = 0)
     {
         if (mHost == Host::kOffscreen) {
             CGContextRef context = HIViewCreateDrawContext(view.get());
@@ -248,7 +276,8 @@ class FrameStage
         }
         cairo_t* cr = cairo_create(mSurface.get());
         for (const Rect& r : damage)
-            cairo_rectangle(cr, r.left, r.top, r.right - r.left, r.bottom - r.top);
+            cairo_rectangle(cr, r.left + (&r == damage.data() ? nudge : 0), r.top, r.right - r.left,
+                            r.bottom - r.top);
         cairo_clip(cr);
         CGContextRef context = CGContextCreateWithCairo(cr, 0);
         draw(context);
@@ -274,24 +303,29 @@ class FrameStage
 
     Host mHost;
     int mFactor, mViewW;
-    World backdrop, background, sprites, mTarget;
+    World backdrop, background, mTarget;
     std::unique_ptr<CSpriteList> list;
     View view;
     std::unique_ptr<cairo_surface_t, SurfaceDeleter> mSurface;
     std::vector<CSprite*> mSprites;
 };
 
+// Picture k, a quarter of its pixels black (tinted in the colorized one).
+void RegisterPicture(std::mt19937& random, int k)
+{
+    const int width = 3 + static_cast<int>(random() % 18);
+    const int height = 3 + static_cast<int>(random() % 14);
+    std::vector<uint32_t> pixels;
+    for (int i = 0; i < width * height; i++)
+        pixels.push_back((random() % 4 ? random() & 0xFFFFFF00u : 0) | RandomAlpha(random, k));
+    Register(PictureNumber(k), pixels, width);
+}
+
 void RegisterPictures(unsigned seed)
 {
     std::mt19937 random(seed);
-    for (int k = 0; k < kPictures; k++) {
-        const int width = 3 + static_cast<int>(random() % 18);
-        const int height = 3 + static_cast<int>(random() % 14);
-        std::vector<uint32_t> pixels;
-        for (int i = 0; i < width * height; i++)
-            pixels.push_back((random() & 0xFFFFFF00u) | RandomAlpha(random, k));
-        Register(kFirstPicture + k, pixels, width);
-    }
+    for (int k = 0; k < kPictures; k++)
+        RegisterPicture(random, k);
 }
 
 // A frame's calls: mostly moves, now and then any other. The first frame
@@ -366,6 +400,57 @@ TEST_F(FramePaths, FrameSequencesGiveThePlainProcedure)
                     ASSERT_EQ(fast.Difference(plain), "");
                 }
             }
+}
+
+// Frames whose sprites reach the sprite surface at once only where the
+// host's clipped cairo surface reads it, the rest when something looks at
+// the surface: runs of frames drawn without a look, then a look by one of
+// the ways a host or the library reaches the pixels.
+TEST_F(FramePaths, PutOffFramesGiveThePlainProcedureWheneverLookedAt)
+{
+    for (unsigned seed = 1; seed <= 6; seed++) {
+        RegisterPictures(seed);
+        FrameStage fast(Host::kCairo, 1, seed, 0), plain(Host::kCairo, 1, seed, 0);
+        std::mt19937 random(seed);
+        for (int frame = 0; frame < 40; frame++) {
+            SCOPED_TRACE(testing::Message() << "seed " << seed << ", frame " << frame);
+            for (const Step& s : RandomSteps(random, frame == 0, seed % 2 == 0)) {
+                fast.Apply(s);
+                plain.Apply(s);
+            }
+            const std::vector<Rect> damage = fast.Damage(false);
+            ASSERT_EQ(plain.Damage(false), damage);
+            const double nudge = !damage.empty() && random() % 8 == 0 ? 0.5 : 0;
+            const unsigned look = random() % 10;
+            PixMapHandle pm = GetGWorldPixMap(fast.sprites.get());
+            if (look == 4) // the host holds a lock over the frame and reads the memory
+                LockPixels(pm);
+            const auto* held = reinterpret_cast<const uint8_t*>(pm[0]->baseAddr);
+            fast.DrawFast(damage, false, kPlaces[0], nudge);
+            plain.DrawPlain(damage, false, kPlaces[0], nudge);
+            ASSERT_EQ(fast.HostDifference(plain), "");
+
+            const std::string expected = plain.SurfaceBytes();
+            if (look == 0) {
+                EXPECT_EQ(fast.SurfaceBytes(), expected);
+            } else if (look == 1 || look == 4) {
+                if (look == 1)
+                    LockPixels(pm);
+                EXPECT_EQ(fast.SurfaceBytes(held), expected);
+                UnlockPixels(pm);
+            } else if (look == 2) {
+                World copy = MakeWorld(kW, kH);
+                Rect all = R(0, 0, kW, kH);
+                CopyBits(GetPortBitMapForCopyBits(fast.sprites.get()),
+                         GetPortBitMapForCopyBits(copy.get()), &all, &all, srcCopy, nullptr);
+                EXPECT_EQ(Mismatch(copy.get(), plain.sprites.get()), "");
+            } else if (look == 3) {
+                // A picture the frame drew is replaced: the surface shows the old one.
+                RegisterPicture(random, static_cast<int>(random() % kPictures));
+                EXPECT_EQ(fast.SurfaceBytes(held), expected);
+            }
+        }
+    }
 }
 
 // A host's cairo surface drawn on directly must end as cairo's own drawing
