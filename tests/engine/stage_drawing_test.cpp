@@ -138,22 +138,4 @@ TEST_F(StageDrawing, OnlyVisibleSpritesInTheAreaAreDrawn)
     // unscaled: the frame sequences compare both with the plain procedure.)
 }
 
-TEST_F(StageDrawing, EventRegionOfSeveralRectangles)
-{
-    ThreeSprites();
-    blue->SetVisible(false);
-    green_->SetVisible(false);
-    View view(HIViewCreateOffscreen(kWidth, kHeight));
-    // An L-shaped area whose bounding box meets red but whose parts do not;
-    // then a third part that does.
-    RgnHandle area = RegionOf({R(0, 0, 40, 4), R(0, 0, 4, 30)});
-    DrawEvent(*list, view.get(), area);
-    EXPECT_EQ(Mismatch(sprites.get(), kClear), "");
-    DisposeRgn(area);
-    area = RegionOf({R(0, 0, 40, 4), R(0, 0, 4, 30), R(14, 0, 16, 30)});
-    DrawEvent(*list, view.get(), area);
-    EXPECT_EQ(ViewPixel(view.get(), 5, 5), kRed);
-    DisposeRgn(area);
-}
-
 } // namespace
