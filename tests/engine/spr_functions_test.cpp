@@ -8,44 +8,27 @@
 
 namespace {
 
-// A host's stage: the three worlds and the list made by SprInitSprites.
-class HostStage : public testing::Test
+// A host's stage, made by SprInitSprites.
+class HostStage : public Stage
 {
   protected:
     void SetUp() override
     {
         ClearAllImages();
-        backdrop = MakeWorld(100, 80);
-        background = MakeWorld(100, 80);
-        sprites = MakeWorld(100, 80);
-        Rect bounds = R(0, 0, 100, 80);
-        list = SprInitSprites(backdrop.get(), background.get(), sprites.get(), &bounds);
+        MakeStage(100, 80);
+        list.reset(SprInitSprites(backdrop.get(), background.get(), sprites.get(), &list->mBounds));
     }
     void TearDown() override
     {
-        SprDeleteList(list);
-        ClearAllImages();
-        Point none = {0, 0};
-        SetSpriteOrigin(none);
+        Stage::TearDown();
+        SetSpriteOrigin(Point{0, 0});
     }
-
-    // A sprite made, given picture `image` and shown, as a host does it.
-    CSprite* Shown(int32_t refNum, int32_t image)
-    {
-        CSprite* sprite = SprNewSprite(list, refNum);
-        SprSetImage(sprite, image, 0);
-        SprShow(sprite, 1);
-        return sprite;
-    }
-
-    World backdrop, background, sprites;
-    CSpriteList* list = nullptr;
 };
 
 TEST_F(HostStage, SpritesThroughTheExportedFunctions)
 {
     RegisterSolid(300, 10, 6, kRed);
-    CSprite* a = SprNewSprite(list, 7);
+    CSprite* a = SprNewSprite(list.get(), 7);
     EXPECT_EQ(SprIsShow(a), 0);
     EXPECT_EQ(SprGetImage(a), -1);
     EXPECT_EQ(SprSetImage(a, 300, 99), -1);
@@ -82,12 +65,12 @@ TEST_F(HostStage, SpritesThroughTheExportedFunctions)
     SprGetColor(a, &c);
     EXPECT_EQ(Channels(c), (std::vector<int>{0xFFFF, 0x1234, 0}));
 
-    SprSetFactor(list, 2);
+    SprSetFactor(list.get(), 2);
     EXPECT_EQ(list->mFactor, 2u);
-    SprSetFactor(list, 1);
-    CSprite* b = SprNewSprite(list, 8);
+    SprSetFactor(list.get(), 1);
+    CSprite* b = SprNewSprite(list.get(), 8);
     SprSendTo(a, 10);
-    EXPECT_EQ(SprFindSprite(list), 8);
+    EXPECT_EQ(SprFindSprite(list.get()), 8);
 
     // SprGetX hands out one double of its own; SprGetY another.
     b->mX = 12.25;
@@ -136,7 +119,7 @@ TEST_F(HostStage, OriginShift)
     EXPECT_EQ(global_ShiftY_, 20);
     list->InitRedisplayRects();
     Rect host = R(15, 25, 45, 65);
-    EXPECT_EQ(SprUpdateAll(list, &host, 1), 1);
+    EXPECT_EQ(SprUpdateAll(list.get(), &host, 1), 1);
     EXPECT_EQ(host, R(15, 25, 45, 65)); // the caller's rectangle is left alone
     EXPECT_EQ(Pending(*list), std::vector<Rect>{R(5, 5, 35, 45)});
     Rect stage = R(5, 5, 35, 45);
@@ -159,9 +142,8 @@ TEST_F(HostStage, OriginShift)
 TEST_F(HostStage, NullHandlesAndPointersDoNothing)
 {
     RegisterSolid(300, 4, 4, kRed);
-    CSprite* s = Shown(5, 300);
+    CSprite* s = Show(5, 300, 20, 20);
     const double x = 20, y = 20;
-    SprSetPos(s, &x, &y);
     list->InitRedisplayRects();
     View view(HIViewCreateOffscreen(100, 80));
     EventRef event = CreateDrawEvent(nullptr);
@@ -176,7 +158,7 @@ TEST_F(HostStage, NullHandlesAndPointersDoNothing)
         {"SprFindSprite", [&] { return SprFindSprite(noList); }, 0},
         {"SprFindNextSprite", [&] { return SprFindNextSprite(noList); }, 0},
         {"SprUpdateAll", [&] { return SprUpdateAll(noList, &r, 0); }, 0},
-        {"SprUpdateAll rect", [&] { return SprUpdateAll(list, nullptr, 0); }, 0},
+        {"SprUpdateAll rect", [&] { return SprUpdateAll(list.get(), nullptr, 0); }, 0},
         {"SprUpdate", [&] { return SprUpdate(noList, view.get()); }, 0},
         {"SprNewSprite", [&] { return SprNewSprite(noList, 1) != nullptr; }, 0},
         {"SprSetImage", [&] { return SprSetImage(none, 300, 0); }, 0},
@@ -205,8 +187,8 @@ TEST_F(HostStage, NullHandlesAndPointersDoNothing)
         [&] { SprSetFactor(noList, 2); },
         [&] { SprUpdateControl(noList, context, view.get(), event); },
         [&] { SprUpdateContext(noList, context, 0, 0, 100, 80); },
-        [&] { SprUpdateControl(list, nullptr, view.get(), event); },
-        [&] { SprUpdateContext(list, nullptr, 0, 0, 100, 80); },
+        [&] { SprUpdateControl(list.get(), nullptr, view.get(), event); },
+        [&] { SprUpdateContext(list.get(), nullptr, 0, 0, 100, 80); },
         [&] { SprSetPos(none, &x, &y); },
         [&] { SprSetPos(s, nullptr, &y); },
         [&] { SprSetPos(s, &x, nullptr); },
@@ -265,16 +247,16 @@ TEST_F(HostStage, NullWorldsMakeNoStage)
 
     World other = MakeWorld(10, 10);
     Rect small = R(0, 0, 10, 10);
-    SprReInitSprites(list, nullptr, other.get(), other.get(), &small);
-    SprReInitSprites(list, other.get(), nullptr, other.get(), &small);
-    SprReInitSprites(list, other.get(), other.get(), nullptr, &small);
-    SprReInitSprites(list, other.get(), other.get(), other.get(), nullptr);
-    SprListBgChanged(list, nullptr);
+    SprReInitSprites(list.get(), nullptr, other.get(), other.get(), &small);
+    SprReInitSprites(list.get(), other.get(), nullptr, other.get(), &small);
+    SprReInitSprites(list.get(), other.get(), other.get(), nullptr, &small);
+    SprReInitSprites(list.get(), other.get(), other.get(), other.get(), nullptr);
+    SprListBgChanged(list.get(), nullptr);
     EXPECT_EQ(list->mBackdropWorld, a);
     EXPECT_EQ(list->mBackgroundWorld, b);
     EXPECT_EQ(list->mSpriteWorld, c);
     EXPECT_EQ(list->mBounds, bounds);
-    SprReInitSprites(list, other.get(), other.get(), other.get(), &small);
+    SprReInitSprites(list.get(), other.get(), other.get(), other.get(), &small);
     EXPECT_EQ(list->mBackgroundWorld, other.get());
     EXPECT_EQ(list->mBounds, small);
 }
@@ -284,9 +266,8 @@ TEST_F(HostStage, NullWorldsMakeNoStage)
 TEST_F(HostStage, MovesThatAreNotNumbersChangeNothing)
 {
     RegisterSolid(300, 4, 4, kRed);
-    CSprite* s = Shown(1, 300);
     const double start = 30.25;
-    SprSetPos(s, &start, &start);
+    CSprite* s = Show(1, 300, start, start);
     const double inf = INFINITY, finite = 12.5;
     for (short pen : {0, 1, 2})
         for (double bad : {double(NAN), inf, -inf})
@@ -315,12 +296,9 @@ TEST_F(HostStage, MovesThatAreNotNumbersChangeNothing)
 TEST_F(HostStage, NumbersAtTheEndsOfTheirRanges)
 {
     RegisterSolid(300, 100, 2, kRed);
-    CSprite* s = Shown(1, 300);
+    CSprite* s = Show(1, 300, 50, 50);
     SprSetFrame(s, 1);
-    CSprite* t = Shown(2, 300);
-    const double at = 50;
-    SprSetPos(s, &at, &at);
-    SprSetPos(t, &at, &at);
+    CSprite* t = Show(2, 300, 50, 50);
 
     // 26215 fortieths of 100 pixels is 65537: past any world. The exception
     // stops at the five guarded functions and passes through the others.
@@ -333,15 +311,15 @@ TEST_F(HostStage, NumbersAtTheEndsOfTheirRanges)
         EXPECT_ANY_THROW(s->InCollisionWith(t));
         EventRef event = CreateDrawEvent(nullptr);
         CGContextRef context = HIViewCreateDrawContext(view.get());
-        SprUpdateControl(list, context, view.get(), event);
-        SprUpdateContext(list, context, 0, 0, 100, 80);
+        SprUpdateControl(list.get(), context, view.get(), event);
+        SprUpdateContext(list.get(), context, 0, 0, 100, 80);
         CGContextRelease(context);
         ReleaseEvent(event);
         // Nothing reached the view, though the other sprite was drawable.
         EXPECT_EQ(Mismatch(HIViewGetGWorld(view.get()), kClear), "");
-        EXPECT_EQ(SprUpdate(list, view.get()), 1);
+        EXPECT_EQ(SprUpdate(list.get(), view.get()), 1);
         Rect r = R(0, 0, 10, 10);
-        EXPECT_EQ(SprUpdateAll(list, &r, 0), 1);
+        EXPECT_EQ(SprUpdateAll(list.get(), &r, 0), 1);
     }
     for (short size : {short{-1}, short{-40}, short{-32768}}) {
         SprSetSize(s, size);
@@ -368,12 +346,13 @@ TEST_F(HostStage, NumbersAtTheEndsOfTheirRanges)
 
     // Factors of 0 and past 16 bits keep 16-bit view rectangles.
     for (uint32_t factor : {0u, 70000u, 0xFFFFFFFFu}) {
-        SprSetFactor(list, factor);
-        SprUpdateAll(list, &list->mBounds, 0);
-        EXPECT_EQ(SprUpdate(list, view.get()), 1);
+        SprSetFactor(list.get(), factor);
+        SprUpdateAll(list.get(), &list->mBounds, 0);
+        EXPECT_EQ(SprUpdate(list.get(), view.get()), 1);
         DrawEvent(*list, view.get(), nullptr);
-        InContext(backdrop.get(),
-                  [&](CGContextRef context) { SprUpdateContext(list, context, 0, 0, 100, 80); });
+        InContext(backdrop.get(), [&](CGContextRef context) {
+            SprUpdateContext(list.get(), context, 0, 0, 100, 80);
+        });
     }
 
     // An origin the host wrote past 16 bits is taken by its low 16 bits.
@@ -381,7 +360,7 @@ TEST_F(HostStage, NumbersAtTheEndsOfTheirRanges)
     global_ShiftY_ = INT32_MAX;
     list->InitRedisplayRects();
     Rect host = R(10, 10, 20, 20);
-    EXPECT_EQ(SprUpdateAll(list, &host, 0), 1);
+    EXPECT_EQ(SprUpdateAll(list.get(), &host, 0), 1);
     EXPECT_EQ(Pending(*list), std::vector<Rect>{R(10, 11, 20, 21)});
 }
 

@@ -63,11 +63,6 @@ inline std::vector<Rect> Invalidated(HIViewRef view)
     return out;
 }
 
-inline uint32_t ViewPixel(HIViewRef view, int h, int v)
-{
-    return Pixel(HIViewGetGWorld(view), h, v);
-}
-
 // The first pixel of a world whose word is not want(h, v), described, or ""
 // when every pixel is as wanted.
 template <typename Want>
