@@ -12,6 +12,7 @@
 
 #include "platform/cg_context_p.h"
 #include "tests/engine/stage_fixture.h"
+#include "tests/platform/cg_fixture.h"
 
 namespace {
 
@@ -526,20 +527,12 @@ TEST_F(FramePaths, ImagesOverAHostsSurfaceGiveCairosPixels)
                 if (c.clip)
                     cairo_clip(cr);
                 CGContextRef context = CGContextCreateWithCairo(cr, 0);
-                CGDataProviderRef provider =
-                    CGDataProviderCreateWithData(nullptr, image.data(), image.size(), nullptr);
-                CGColorSpaceRef space = CGColorSpaceCreateDeviceRGB();
-                CGImageRef picture =
-                    CGImageCreate(kImageW, kImageH, 8, 32, kRow, space, c.alphaInfo, provider,
-                                  nullptr, false, kCGRenderingIntentDefault);
-                ASSERT_NE(picture, nullptr);
+                ImageOver picture(image.data(), kImageW, kImageH, kRow, c.alphaInfo);
+                ASSERT_NE(picture.image, nullptr);
                 const HIRect place = CGRectMake(c.x, c.y, c.w, kImageH);
                 SetPlatformDrawing(fast == 1);
-                HIViewDrawCGImage(context, &place, picture);
+                HIViewDrawCGImage(context, &place, picture.image);
                 SetPlatformDrawing(true);
-                CGImageRelease(picture);
-                CGDataProviderRelease(provider);
-                CGColorSpaceRelease(space);
                 CGContextRelease(context);
                 cairo_destroy(cr);
                 cairo_surface_flush(surface);

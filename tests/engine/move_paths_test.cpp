@@ -74,21 +74,6 @@ Rect PlainRect(CSprite& s)
     return r;
 }
 
-void PlainWrap(CSprite& s)
-{
-    if (!s.mWrap)
-        return;
-    const CRect& b = s.mList->mBounds;
-    while (SprRound(&s.mY) >= b.bottom)
-        s.mY -= b.bottom - b.top;
-    while (SprRound(&s.mY) < b.top)
-        s.mY += b.bottom - b.top;
-    while (SprRound(&s.mX) >= b.right)
-        s.mX -= b.right - b.left;
-    while (SprRound(&s.mX) < b.left)
-        s.mX += b.right - b.left;
-}
-
 // SetPos (rounded start, no antialiasing) or SetPosPaint, step by step.
 void PlainMove(CSprite& s, double x, double y, bool rounded, int antialias)
 {
@@ -102,7 +87,11 @@ void PlainMove(CSprite& s, double x, double y, bool rounded, int antialias)
     }
     s.mX = x;
     s.mY = y;
-    PlainWrap(s);
+    if (s.mWrap) {
+        const CRect& b = s.mList->mBounds;
+        s.mY = StepWrap(s.mY, b.top, b.bottom);
+        s.mX = StepWrap(s.mX, b.left, b.right);
+    }
     s.mRect = PlainRect(s);
     if (s.mVisible)
         s.mList->AddDisplayRect(CRect(&s.mRect));

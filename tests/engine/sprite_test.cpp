@@ -204,13 +204,6 @@ TEST_F(Sprite, ZOrderAndSendTo)
 // stages anywhere; far positions land on the stage.
 TEST_F(Sprite, WrapIsTheStepByStepRule)
 {
-    auto stepwise = [](double p, int lo, int hi) {
-        while (SprRound(&p) >= hi)
-            p -= hi - lo;
-        while (SprRound(&p) < lo)
-            p += hi - lo;
-        return p;
-    };
     // {x, y, left, top, right, bottom}: the last ones where taking a
     // remainder in one step would land a last bit away from the steps.
     std::vector<std::array<double, 6>> cases = {{481.25, 10, 0, 0, 480, 360},
@@ -240,9 +233,9 @@ TEST_F(Sprite, WrapIsTheStepByStepRule)
         s->mX = c[0];
         s->mY = c[1];
         s->WrapXY();
-        ASSERT_EQ(s->mX, stepwise(c[0], bounds.left, bounds.right))
+        ASSERT_EQ(s->mX, StepWrap(c[0], bounds.left, bounds.right))
             << std::setprecision(17) << c[0] << " on " << c[2] << ".." << c[4];
-        ASSERT_EQ(s->mY, stepwise(c[1], bounds.top, bounds.bottom)) << c[1];
+        ASSERT_EQ(s->mY, StepWrap(c[1], bounds.top, bounds.bottom)) << c[1];
     }
     Rect bounds = R(0, 0, 480, 360);
     list->ReInit(backdrop.get(), background.get(), sprites.get(), &bounds);

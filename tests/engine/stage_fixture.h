@@ -89,6 +89,17 @@ inline std::string Mismatch(GWorldPtr world, uint32_t word)
     return Mismatch(world, [word](int, int) { return word; });
 }
 
+// A coordinate wrapped onto lo..hi the plain way: one stage size at a time,
+// each step rounded afresh.
+inline double StepWrap(double p, int lo, int hi)
+{
+    while (SprRound(&p) >= hi)
+        p -= hi - lo;
+    while (SprRound(&p) < lo)
+        p += hi - lo;
+    return p;
+}
+
 // A colour's channels, to compare at once.
 inline std::vector<int> Channels(const RGBColor& c)
 {
