@@ -219,6 +219,16 @@ class CollisionPaths : public Stage
         }
     }
 
+    // A host reads a shown picture's record, which takes the native flag.
+    void ReadRecord(int32_t number)
+    {
+        if (!Shows(number))
+            return;
+        PictureRecord record;
+        GetImageInfo(number, reinterpret_cast<char*>(&record));
+        mModel[number].native = false;
+    }
+
     void Place(std::mt19937& rng, CSprite* sprite)
     {
         if (rng() % 3 == 0)
@@ -273,11 +283,7 @@ TEST_F(CollisionPaths, CollisionsDrawsAndPoolCallsFollowThePlainProcedure)
                 mModel.erase(slot);
                 break;
             case 3:
-                if (Shows(slot)) {
-                    PictureRecord record;
-                    GetImageInfo(slot, reinterpret_cast<char*>(&record));
-                    mModel[slot].native = false;
-                }
+                ReadRecord(slot);
                 break;
             case 4: {
                 const short size = kSizes[rng() % 8];
@@ -312,14 +318,9 @@ TEST_F(CollisionPaths, CollisionsDrawsAndPoolCallsFollowThePlainProcedure)
                     RegisterRandom(rng, a->mImage);
                     mModel[a->mImage] = SlotModel();
                 }
-                for (CSprite* s : {a, b}) {
-                    // The host reads the records between frames.
-                    if (rng() % 3 == 0 && Shows(s->mImage)) {
-                        PictureRecord record;
-                        GetImageInfo(s->mImage, reinterpret_cast<char*>(&record));
-                        mModel[s->mImage].native = false;
-                    }
-                }
+                for (CSprite* s : {a, b}) // the host reads the records between frames
+                    if (rng() % 3 == 0)
+                        ReadRecord(s->mImage);
                 if (rng() % 4 == 0) {
                     // Corners only: b's rectangle just reaches a corner of a's.
                     b->mX = a->mX + (a->mRect.right - a->mRect.left) / 2.0 + rng() % 6;
