@@ -1,6 +1,7 @@
 // Pen trails: the side and clip arithmetic, the pieces of wrapped lines (as
 // background pixels and as marked rectangles), dots, the double stroke, the
 // eraser, and where moves start their lines.
+#include <algorithm>
 #include <cmath>
 #include <random>
 
@@ -92,8 +93,9 @@ TEST_F(Pen, LinesAcrossEdgesAreDrawnInPieces)
                 EXPECT_EQ(red > 0, want == 1) << r;
             }
         // Every drawn pixel lies in a marked piece, and nothing else changed.
-        const size_t red = Count(background.get(), kRed);
-        EXPECT_EQ(red + Count(background.get(), kClear), size_t{kWidth} * kHeight);
+        const std::vector<uint32_t> pixels = PixelsOf(background.get());
+        const size_t red = std::count(pixels.begin(), pixels.end(), kRed);
+        EXPECT_EQ(red + std::count(pixels.begin(), pixels.end(), kClear), pixels.size());
         EXPECT_TRUE(count == 0 || red == count) << red;
         for (int v = 0; v < kHeight; v++)
             for (int h = 0; h < kWidth; h++)
@@ -169,7 +171,8 @@ TEST_F(Pen, LoopEndsInTheCasesWrappingCannotEnd)
         }
     // Thousands of pieces, each shifted by a stage size.
     Line(5, 5, 100005, 40005, 2, 0);
-    EXPECT_GT(Count(background.get(), kRed), 400u);
+    const std::vector<uint32_t> pixels = PixelsOf(background.get());
+    EXPECT_GT(std::count(pixels.begin(), pixels.end(), kRed), 400);
 
     Rect none = R(0, 0, 0, 0);
     list->ReInit(backdrop.get(), background.get(), sprites.get(), &none);

@@ -65,9 +65,6 @@ TEST_F(HostStage, SpritesThroughTheExportedFunctions)
     SprGetColor(a, &c);
     EXPECT_EQ(Channels(c), (std::vector<int>{0xFFFF, 0x1234, 0}));
 
-    SprSetFactor(list.get(), 2);
-    EXPECT_EQ(list->mFactor, 2u);
-    SprSetFactor(list.get(), 1);
     CSprite* b = SprNewSprite(list.get(), 8);
     SprSendTo(a, 10);
     EXPECT_EQ(SprFindSprite(list.get()), 8);
@@ -256,9 +253,16 @@ TEST_F(HostStage, NullWorldsMakeNoStage)
     EXPECT_EQ(list->mBackgroundWorld, b);
     EXPECT_EQ(list->mSpriteWorld, c);
     EXPECT_EQ(list->mBounds, bounds);
+    // New surfaces, a new background and a new factor mark nothing.
+    list->InitRedisplayRects();
     SprReInitSprites(list.get(), other.get(), other.get(), other.get(), &small);
-    EXPECT_EQ(list->mBackgroundWorld, other.get());
+    SprListBgChanged(list.get(), b);
+    SprSetFactor(list.get(), 3);
+    EXPECT_EQ(list->mRectCount, 0);
+    EXPECT_EQ(list->mBackgroundWorld, b);
+    EXPECT_EQ(list->mSpriteWorld, other.get());
     EXPECT_EQ(list->mBounds, small);
+    EXPECT_EQ(list->mFactor, 3u);
 }
 
 // Positions and moves that are not finite numbers leave the sprite where it

@@ -1,7 +1,6 @@
 #include <array>
 #include <cmath>
 #include <iomanip>
-#include <random>
 
 #include "tests/engine/stage_fixture.h"
 
@@ -204,14 +203,6 @@ TEST_F(Sprite, WrapIsTheStepByStepRule)
                                                 {-130850.48392050607, 5, 710, 0, 712, 10},
                                                 {32509.111069134302, 5, -387, 0, -353, 10},
                                                 {-524163.74755014695, 5, 684, 0, 689, 10}};
-    std::mt19937_64 random(3);
-    for (int i = 0; i < 200; i++) {
-        const int lo = static_cast<int>(random() % 2000) - 1000;
-        const int hi = lo + 1 + static_cast<int>(random() % 50);
-        const double p = std::ldexp(static_cast<double>(random() % (int64_t{1} << 35)), -20) *
-                         (random() % 2 ? 1 : -1);
-        cases.push_back({p, 5, double(lo), 0, double(hi), 10});
-    }
     CSprite* s = new CSprite(list.get(), 1);
     for (const auto& c : cases) {
         Rect bounds = R(static_cast<int>(c[2]), static_cast<int>(c[3]), static_cast<int>(c[4]),
@@ -545,21 +536,6 @@ TEST_F(SpriteList, FactorInSixteenBits)
     EXPECT_EQ(got.origin.x, -25536);
     EXPECT_EQ(got.size.width, 8000);
     EXPECT_EQ(got.size.height, 40);
-}
-
-TEST_F(SpriteList, SurfacesAndFactorMarkNothing)
-{
-    list->InitRedisplayRects();
-    World other = MakeWorld(10, 10);
-    Rect bounds = R(0, 0, 10, 10);
-    list->ReInit(other.get(), other.get(), other.get(), &bounds);
-    list->BgChanged(background.get());
-    list->SetFactor(3);
-    EXPECT_EQ(list->mRectCount, 0);
-    EXPECT_EQ(list->mBounds, bounds);
-    EXPECT_EQ(list->mBackgroundWorld, background.get());
-    EXPECT_EQ(list->mSpriteWorld, other.get());
-    EXPECT_EQ(list->mFactor, 3u);
 }
 
 TEST_F(SpriteList, FindIteratesFromFrontToBack)

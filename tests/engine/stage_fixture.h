@@ -106,18 +106,6 @@ inline std::vector<int> Channels(const RGBColor& c)
     return {c.red, c.green, c.blue};
 }
 
-// How many pixels of a world hold `word`.
-inline size_t Count(GWorldPtr world, uint32_t word)
-{
-    Rect b;
-    GetPortBounds(world, &b);
-    size_t n = 0;
-    for (int v = 0; v < b.bottom; v++)
-        for (int h = 0; h < b.right; h++)
-            n += Pixel(world, h, v) == word;
-    return n;
-}
-
 // Runs draw(context) on a context opened on a world.
 template <typename Draw>
 void InContext(GWorldPtr world, Draw draw)
