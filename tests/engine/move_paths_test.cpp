@@ -20,18 +20,14 @@ struct PlainTable
     CRect bounds;
     std::vector<Rect> slots;
 
-    static bool Meet(const Rect& a, const Rect& b)
-    {
-        Rect ignored;
-        return SectRect(&a, &b, &ignored);
-    }
     static int64_t Area(const Rect& r) { return int64_t{r.right - r.left} * (r.bottom - r.top); }
 
     void Mark(Rect r)
     {
         SectRect(&r, &bounds, &r);
+        Rect overlap;
         for (Rect& slot : slots)
-            if (Meet(r, slot)) {
+            if (SectRect(&r, &slot, &overlap)) {
                 UnionRect(&r, &slot, &r);
                 slot = R(0, 0, 0, 0);
             }

@@ -10,8 +10,9 @@ class StageDrawing : public Stage
   protected:
     // Three overlapping sprites: red at the back, green with a hole in the
     // middle, blue in front, placed by their z values.
-    void ThreeSprites()
+    void SetUp() override
     {
+        Stage::SetUp();
         RegisterSolid(301, 10, 10, kRed);
         std::vector<uint32_t> green(100, kGreen);
         for (int i : {11, 12, 21, 22})
@@ -70,7 +71,6 @@ class StageDrawing : public Stage
 // of factor x factor pixels.
 TEST_F(StageDrawing, ThreeSpritesAtFactorsOneToThree)
 {
-    ThreeSprites();
     for (uint32_t factor : {1u, 2u, 3u}) {
         SCOPED_TRACE(testing::Message() << "factor " << factor);
         const int f = static_cast<int>(factor);
@@ -101,7 +101,6 @@ TEST_F(StageDrawing, ThreeSpritesAtFactorsOneToThree)
 
 TEST_F(StageDrawing, OnlyVisibleSpritesInTheAreaAreDrawn)
 {
-    ThreeSprites();
     // Hidden sprites are never composited, even where the area meets them.
     red->SetVisible(false);
     green_->SetVisible(false);
