@@ -9,6 +9,7 @@
 #include <map>
 #include <memory>
 #include <random>
+#include <tuple>
 #include <vector>
 
 #include "images/picture_versions_p.h"
@@ -97,11 +98,9 @@ class Fresh
 void ExpectSamePicture(const CImage* actual, const CImage* expected)
 {
     ASSERT_NE(actual, nullptr);
-    EXPECT_EQ(actual->width, expected->width);
-    EXPECT_EQ(actual->height, expected->height);
-    EXPECT_EQ(actual->scale, expected->scale);
-    EXPECT_EQ(actual->opacity, expected->opacity);
-    ASSERT_EQ(actual->size, expected->size);
+    ASSERT_EQ(std::tie(actual->width, actual->height, actual->scale, actual->opacity, actual->size),
+              std::tie(expected->width, expected->height, expected->scale, expected->opacity,
+                       expected->size));
     EXPECT_EQ(std::memcmp(actual->data, expected->data, actual->size), 0);
 }
 

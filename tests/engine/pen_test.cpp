@@ -289,15 +289,14 @@ TEST_F(Pen, LongLinesAsThePlainLoopDrawsThem)
         {x0, y0, alongRow, y0, alongRow - 40 * (std::floor(1e12 / 40) - 200), y0},
         {x0, y0, x0, upColumn, x0, upColumn + 30 * (std::floor(1e12 / 30) - 200)},
     };
-    struct PenCase
-    {
-        int mode, size, antialias;
-        short opacity;
-    };
     // Each way of drawing: one stroke at the end (opaque or not, each
     // antialiasing mode), a stroke per piece (opaque one-pixel antialiased
     // pen), and erasing.
-    const PenCase pens[] = {
+    const struct
+    {
+        int mode, size, antialias;
+        short opacity;
+    } pens[] = {
         {1, 1, 0, 255}, {1, 3, 1, 128}, {1, 2, 2, 200}, {1, 1, 1, 255},
         {1, 1, 2, 255}, {2, 1, 0, 255}, {2, 4, 2, 255}, {2, 3, 1, 90},
     };
@@ -305,7 +304,7 @@ TEST_F(Pen, LongLinesAsThePlainLoopDrawsThem)
     Rect bounds = R(0, 0, kWidth, kHeight);
     CSpriteList plain(reference.get(), reference.get(), reference.get(), &bounds);
     RGBColor colour = {0x2000, 0xC000, 0x8000};
-    for (const PenCase& pen : pens)
+    for (const auto& pen : pens)
         for (const auto& l : lines) {
             const bool huge = l.plainX2 != 0;
             if (huge && pen.mode == 2 && pen.antialias)

@@ -108,10 +108,7 @@ TEST_F(HostStage, SpritesThroughTheExportedFunctions)
 
 TEST_F(HostStage, OriginShift)
 {
-    Point origin;
-    origin.h = 10;
-    origin.v = 20;
-    SetSpriteOrigin(origin);
+    SetSpriteOrigin(Point{20, 10}); // v, h
     EXPECT_EQ(global_ShiftX_, 10);
     EXPECT_EQ(global_ShiftY_, 20);
     list->InitRedisplayRects();
@@ -124,9 +121,7 @@ TEST_F(HostStage, OriginShift)
     EXPECT_EQ(stage, host);
 
     // Negative offsets, sign-extended from 16 bits; coordinates wrap at 16 bits.
-    origin.h = -1;
-    origin.v = static_cast<int16_t>(0x8000);
-    SetSpriteOrigin(origin);
+    SetSpriteOrigin(Point{static_cast<int16_t>(0x8000), -1});
     EXPECT_EQ(global_ShiftX_, -1);
     EXPECT_EQ(global_ShiftY_, -32768);
     stage = R(0, 100, 10, 110);

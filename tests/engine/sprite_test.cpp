@@ -80,10 +80,7 @@ TEST_F(Sprite, NewSpriteAndItsRectangle)
     first->mY = 1e300;  // rounds to INT32_MAX, low 16 bits -1
     first->SetSize(40);
     EXPECT_EQ(first->GetRect(), R(-20, -16, 21, 14));
-}
 
-TEST_F(Sprite, RoundingOfPositions)
-{
     const double values[] = {2.5, -2.5, -2.6, -0.4, 0.49, 1e300, -1e300, NAN};
     const int32_t expected[] = {3, -2, -3, 0, 0, INT32_MAX, INT32_MIN, 0};
     for (int i = 0; i < 8; i++)
@@ -263,7 +260,8 @@ TEST_F(Sprite, StageOfZeroSize)
     EXPECT_EQ(Mismatch(HIViewGetGWorld(view.get()), kClear), "");
 }
 
-// Output draws the picture at mRect, and the frame one pixel above it.
+// Output draws the picture at mRect, and the frame one pixel above it; a
+// colorized picture in the pen colour.
 TEST_F(Sprite, OutputStampAndFrame)
 {
     MakeStage(20, 20);
@@ -325,14 +323,11 @@ TEST_F(Sprite, OutputStampAndFrame)
                            return (h == 9 || h == 10) && v >= 9 && v < 12 ? kBlack : kClear;
                        }),
               "");
-}
 
-// A colorized picture takes the pen colour for its black pixels.
-TEST_F(Sprite, ColorizedPictureUsesThePenColour)
-{
-    MakeStage(8, 8);
+    // A colorized picture takes the pen colour for its black pixels.
+    FillOffscreen(sprites.get(), kClear);
     Register(7, {kBlack, kBlack, Word(0, 0, 0, 128), kWhite}, 2);
-    CSprite* s = Show(1, 7, 4, 4); // rectangle (3, 3, 5, 5)
+    s = Show(2, 7, 4, 4); // rectangle (3, 3, 5, 5)
     RGBColor pen = {0x4000, 0x8000, 0xC000};
     s->SetPenColor(&pen);
     s->Draw();
@@ -565,9 +560,8 @@ TEST_F(SpriteList, FindIteratesFromFrontToBack)
 
 TEST_F(SpriteList, PixelThroughBackgroundAndBackdrop)
 {
-    Pixel(backdrop.get(), 3, 4) = Word(10, 20, 30, 255);
-    Pixel(backdrop.get(), 5, 4) = Word(10, 20, 30, 255);
-    Pixel(backdrop.get(), 6, 4) = Word(10, 20, 30, 255);
+    for (int h : {3, 5, 6})
+        Pixel(backdrop.get(), h, 4) = Word(10, 20, 30, 255);
     Pixel(background.get(), 3, 4) = kWhite;
     Pixel(background.get(), 5, 4) = Word(255, 255, 255, 0); // transparent white counts as white
     Pixel(background.get(), 6, 4) = Word(255, 255, 254, 255);
