@@ -361,12 +361,7 @@ std::vector<Step> RandomSteps(std::mt19937& random, bool first, bool many)
     return steps;
 }
 
-class FramePaths : public testing::Test
-{
-  protected:
-    void SetUp() override { ClearAllImages(); }
-    void TearDown() override { ClearAllImages(); }
-};
+using FramePaths = Stage;
 
 // Sequences of frames where sprites move, appear, hide, change and are
 // deleted, and where the library writes into the sprite surface or the

@@ -331,7 +331,6 @@ TEST_F(Pen, LongLinesAsThePlainLoopDrawsThem)
 // well away from where the line ends.
 TEST_F(Pen, LinesCutShortEndWhereTheSpriteLands)
 {
-    MakeStage(kWidth, kHeight);
     auto* sprite = new CSprite(list.get(), 1);
     sprite->mPenMode = 1;
     sprite->mX = 10;
