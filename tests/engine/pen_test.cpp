@@ -290,14 +290,14 @@ TEST_F(Pen, LongLinesAsThePlainLoopDrawsThem)
         {x0, y0, x0, upColumn, x0, upColumn + 30 * (std::floor(1e12 / 30) - 200)},
     };
     // Each way of drawing: one stroke at the end (opaque or not, each
-    // antialiasing mode), a stroke per piece (opaque one-pixel antialiased
-    // pen), and erasing.
+    // antialiasing mode, even pens through pixel corners), a stroke per piece
+    // (opaque one-pixel antialiased pen), and erasing.
     const struct
     {
         int mode, size, antialias;
         short opacity;
     } pens[] = {
-        {1, 1, 0, 255}, {1, 3, 1, 128}, {1, 2, 2, 200}, {1, 1, 1, 255},
+        {1, 1, 0, 255}, {1, 3, 1, 128}, {1, 2, 1, 255}, {1, 2, 2, 200}, {1, 1, 1, 255},
         {1, 1, 2, 255}, {2, 1, 0, 255}, {2, 4, 2, 255}, {2, 3, 1, 90},
     };
     World reference = MakeWorld(kWidth, kHeight);
