@@ -291,14 +291,15 @@ TEST_F(Pen, LongLinesAsThePlainLoopDrawsThem)
     };
     // Each way of drawing: one stroke at the end (opaque or not, each
     // antialiasing mode, even pens through pixel corners), a stroke per piece
-    // (opaque one-pixel antialiased pen), and erasing.
+    // (opaque one-pixel antialiased pen; just short of opaque, one at the
+    // end), and erasing.
     const struct
     {
         int mode, size, antialias;
         short opacity;
     } pens[] = {
         {1, 1, 0, 255}, {1, 3, 1, 128}, {1, 2, 1, 255}, {1, 2, 2, 200}, {1, 1, 1, 255},
-        {1, 1, 2, 255}, {2, 1, 0, 255}, {2, 4, 2, 255}, {2, 3, 1, 90},
+        {1, 1, 1, 254}, {1, 1, 2, 255}, {2, 1, 0, 255}, {2, 4, 2, 255}, {2, 3, 1, 90},
     };
     World reference = MakeWorld(kWidth, kHeight);
     Rect bounds = R(0, 0, kWidth, kHeight);
