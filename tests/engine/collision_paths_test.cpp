@@ -9,6 +9,7 @@
 #include <map>
 #include <memory>
 #include <random>
+#include <tuple>
 #include <vector>
 
 #include "images/picture_versions_p.h"
@@ -97,11 +98,9 @@ class Fresh
 void ExpectSamePicture(const CImage* actual, const CImage* expected)
 {
     ASSERT_NE(actual, nullptr);
-    EXPECT_EQ(actual->width, expected->width);
-    EXPECT_EQ(actual->height, expected->height);
-    EXPECT_EQ(actual->scale, expected->scale);
-    EXPECT_EQ(actual->opacity, expected->opacity);
-    ASSERT_EQ(actual->size, expected->size);
+    ASSERT_EQ(std::tie(actual->width, actual->height, actual->scale, actual->opacity, actual->size),
+              std::tie(expected->width, expected->height, expected->scale, expected->opacity,
+                       expected->size));
     EXPECT_EQ(std::memcmp(actual->data, expected->data, actual->size), 0);
 }
 
@@ -219,6 +218,16 @@ class CollisionPaths : public Stage
         }
     }
 
+    // A host reads a shown picture's record, which takes the native flag.
+    void ReadRecord(int32_t number)
+    {
+        if (!Shows(number))
+            return;
+        PictureRecord record;
+        GetImageInfo(number, reinterpret_cast<char*>(&record));
+        mModel[number].native = false;
+    }
+
     void Place(std::mt19937& rng, CSprite* sprite)
     {
         if (rng() % 3 == 0)
@@ -273,11 +282,7 @@ TEST_F(CollisionPaths, CollisionsDrawsAndPoolCallsFollowThePlainProcedure)
                 mModel.erase(slot);
                 break;
             case 3:
-                if (Shows(slot)) {
-                    PictureRecord record;
-                    GetImageInfo(slot, reinterpret_cast<char*>(&record));
-                    mModel[slot].native = false;
-                }
+                ReadRecord(slot);
                 break;
             case 4: {
                 const short size = kSizes[rng() % 8];
@@ -312,14 +317,9 @@ TEST_F(CollisionPaths, CollisionsDrawsAndPoolCallsFollowThePlainProcedure)
                     RegisterRandom(rng, a->mImage);
                     mModel[a->mImage] = SlotModel();
                 }
-                for (CSprite* s : {a, b}) {
-                    // The host reads the records between frames.
-                    if (rng() % 3 == 0 && Shows(s->mImage)) {
-                        PictureRecord record;
-                        GetImageInfo(s->mImage, reinterpret_cast<char*>(&record));
-                        mModel[s->mImage].native = false;
-                    }
-                }
+                for (CSprite* s : {a, b}) // the host reads the records between frames
+                    if (rng() % 3 == 0)
+                        ReadRecord(s->mImage);
                 if (rng() % 4 == 0) {
                     // Corners only: b's rectangle just reaches a corner of a's.
                     b->mX = a->mX + (a->mRect.right - a->mRect.left) / 2.0 + rng() % 6;

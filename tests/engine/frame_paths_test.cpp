@@ -12,13 +12,20 @@
 
 #include "platform/cg_context_p.h"
 #include "tests/engine/stage_fixture.h"
+#include "tests/platform/cg_fixture.h"
 
 namespace {
 
-constexpr int kW = 60;
+constexpr int kW = 62; // rows of 248 bytes padded to 256
 constexpr int kH = 45;
-constexpr int32_t kFirstPicture = 700;
 constexpr int kPictures = 4;
+
+// Four pictures, the first a colorized one (tinted with the pen colour) when
+// `tinted`.
+int32_t PictureNumber(int k, bool tinted)
+{
+    return tinted && k == 0 ? 7 : 700 + k;
+}
 
 enum class Host
 {
@@ -66,9 +73,10 @@ class FrameStage
   public:
     // `wider` widens the view past the enlarged stage (boxes are handed on
     // only to a view of the enlarged stage's size).
-    FrameStage(Host host, uint32_t factor, unsigned seed, int wider)
-        : mHost(host), mFactor(static_cast<int>(factor)), mViewW(kW * mFactor + wider),
-          backdrop(MakeWorld(kW, kH)), background(MakeWorld(kW, kH)), sprites(MakeWorld(kW, kH))
+    FrameStage(Host host, uint32_t factor, unsigned seed, int wider, bool tinted = false)
+        : sprites(MakeWorld(kW, kH)), mTinted(tinted), mHost(host),
+          mFactor(static_cast<int>(factor)), mViewW(kW * mFactor + wider),
+          backdrop(MakeWorld(kW, kH)), background(MakeWorld(kW, kH))
     {
         Rect bounds = R(0, 0, kW, kH);
         list.reset(new CSpriteList(backdrop.get(), background.get(), sprites.get(), &bounds));
@@ -94,7 +102,8 @@ class FrameStage
     {
         if (s.kind == Step::kAppear) {
             CSprite* sprite = SprNewSprite(list.get(), static_cast<int32_t>(mSprites.size() + 1));
-            SprSetImage(sprite, kFirstPicture + s.a, 0);
+            SprSetImage(sprite, PictureNumber(s.a, mTinted), 0);
+            SprSetPenColor(sprite, 0x1200, 0xFF00, 0x3400);
             SprSetPos(sprite, &s.x, &s.y);
             SprSetFrame(sprite, static_cast<short>(s.c));
             SprShow(sprite, 1);
@@ -152,7 +161,9 @@ class FrameStage
     }
 
     // The frame the library's way; an event without a region when `none`.
-    void DrawFast(const std::vector<Rect>& damage, bool none, const Place& p)
+    // A nudge moves the first damage rectangle of the host's clip by a
+    // fraction of a pixel.
+    void DrawFast(const std::vector<Rect>& damage, bool none, const Place& p, double nudge = 0)
     {
         if (mHost == Host::kContext) {
             InContext(mTarget.get(), [&](CGContextRef context) {
@@ -162,9 +173,10 @@ class FrameStage
         }
         RgnHandle area = none ? nullptr : RegionOf(damage);
         EventRef event = CreateDrawEvent(area);
-        WithContext(damage, [&](CGContextRef context) {
-            SprUpdateControl(list.get(), context, view.get(), event);
-        });
+        WithContext(
+            damage,
+            [&](CGContextRef context) { SprUpdateControl(list.get(), context, view.get(), event); },
+            nudge);
         ReleaseEvent(event);
         DisposeRgn(area);
     }
@@ -172,7 +184,7 @@ class FrameStage
     // The frame the plain way: the sprites meeting the area (the stage's
     // own bounds, unscaled, for an event without a region) handed on whole
     // through cairo's own drawing.
-    void DrawPlain(const std::vector<Rect>& damage, bool none, const Place& p)
+    void DrawPlain(const std::vector<Rect>& damage, bool none, const Place& p, double nudge = 0)
     {
         RgnHandle area = RegionOf(damage), spriteArea = NewRgn();
         const Rect clip =
@@ -202,16 +214,19 @@ class FrameStage
                                        kCGImageAlphaFirst);
             });
         } else {
-            WithContext(damage, [&](CGContextRef context) {
-                DrawOffscreenToHIView(surface, context, view.get(), kCGImageAlphaFirst);
-            });
+            WithContext(
+                damage,
+                [&](CGContextRef context) {
+                    DrawOffscreenToHIView(surface, context, view.get(), kCGImageAlphaFirst);
+                },
+                nudge);
         }
         SetPlatformDrawing(true);
     }
 
-    // The first difference from another stage's host pixels or sprite
-    // surface, or "" when there is none.
-    std::string Difference(const FrameStage& other) const
+    // The first difference from another stage's host pixels, or "" when there
+    // is none.
+    std::string HostDifference(const FrameStage& other) const
     {
         if (mHost == Host::kCairo) {
             cairo_surface_flush(mSurface.get());
@@ -228,8 +243,19 @@ class FrameStage
             if (!host.empty())
                 return "host: " + host;
         }
-        return Mismatch(sprites.get(), other.sprites.get());
+        return "";
     }
+
+    // The sprite surface's bytes, padding included, read through `base`
+    // (the surface's own address when null).
+    std::string SurfaceBytes(const uint8_t* base = nullptr) const
+    {
+        PixMapHandle pm = GetGWorldPixMap(sprites.get());
+        base = base ? base : reinterpret_cast<const uint8_t*>(GetPixBaseAddr(pm));
+        return std::string(reinterpret_cast<const char*>(base), GetPixRowBytes(pm) * size_t{kH});
+    }
+
+    World sprites;
 
   private:
     int32_t Width(const Place& p) const { return p.width ? p.width : kW * mFactor; }
@@ -238,7 +264,7 @@ class FrameStage
     // A draw handler's context: the host's cairo_t clipped to the damage,
     // or the offscreen view's own context.
     template <typename Draw>
-    void WithContext(const std::vector<Rect>& damage, Draw draw)
+    void WithContext(const std::vector<Rect>& damage, Draw draw, double nudge = 0)
     {
         if (mHost == Host::kOffscreen) {
             CGContextRef context = HIViewCreateDrawContext(view.get());
@@ -248,7 +274,8 @@ class FrameStage
         }
         cairo_t* cr = cairo_create(mSurface.get());
         for (const Rect& r : damage)
-            cairo_rectangle(cr, r.left, r.top, r.right - r.left, r.bottom - r.top);
+            cairo_rectangle(cr, r.left + (&r == damage.data() ? nudge : 0), r.top, r.right - r.left,
+                            r.bottom - r.top);
         cairo_clip(cr);
         CGContextRef context = CGContextCreateWithCairo(cr, 0);
         draw(context);
@@ -272,26 +299,32 @@ class FrameStage
         }
     }
 
+    bool mTinted;
     Host mHost;
     int mFactor, mViewW;
-    World backdrop, background, sprites, mTarget;
+    World backdrop, background, mTarget;
     std::unique_ptr<CSpriteList> list;
     View view;
     std::unique_ptr<cairo_surface_t, SurfaceDeleter> mSurface;
     std::vector<CSprite*> mSprites;
 };
 
-void RegisterPictures(unsigned seed)
+// Picture k, a quarter of its pixels black (tinted in the colorized one).
+void RegisterPicture(std::mt19937& random, int k, bool tinted)
+{
+    const int width = 3 + static_cast<int>(random() % 18);
+    const int height = 3 + static_cast<int>(random() % 14);
+    std::vector<uint32_t> pixels;
+    for (int i = 0; i < width * height; i++)
+        pixels.push_back((random() % 4 ? random() & 0xFFFFFF00u : 0) | RandomAlpha(random, k));
+    Register(PictureNumber(k, tinted), pixels, width);
+}
+
+void RegisterPictures(unsigned seed, bool tinted = false)
 {
     std::mt19937 random(seed);
-    for (int k = 0; k < kPictures; k++) {
-        const int width = 3 + static_cast<int>(random() % 18);
-        const int height = 3 + static_cast<int>(random() % 14);
-        std::vector<uint32_t> pixels;
-        for (int i = 0; i < width * height; i++)
-            pixels.push_back((random() & 0xFFFFFF00u) | RandomAlpha(random, k));
-        Register(kFirstPicture + k, pixels, width);
-    }
+    for (int k = 0; k < kPictures; k++)
+        RegisterPicture(random, k, tinted);
 }
 
 // A frame's calls: mostly moves, now and then any other. The first frame
@@ -328,42 +361,73 @@ std::vector<Step> RandomSteps(std::mt19937& random, bool first, bool many)
     return steps;
 }
 
-class FramePaths : public testing::Test
-{
-  protected:
-    void SetUp() override { ClearAllImages(); }
-    void TearDown() override { ClearAllImages(); }
-};
+using FramePaths = Stage;
 
 // Sequences of frames where sprites move, appear, hide, change and are
 // deleted, and where the library writes into the sprite surface or the
 // host swaps it between frames; at zoom factors 1 to 3, for each way a host
 // draws, into views of the enlarged stage's size and wider, with events
-// with and without a region and contexts at several places.
+// with and without a region and contexts at several places. The last way is
+// a host's cairo surface whose clip is now and then a fraction of a pixel off
+// and whose sprite surface is looked at only now and then: the sprites reach
+// it at once only where the host's surface reads it, the rest when something
+// looks at the surface, in one of the ways a host or the library reaches the
+// pixels.
 TEST_F(FramePaths, FrameSequencesGiveThePlainProcedure)
 {
-    for (Host host : {Host::kCairo, Host::kOffscreen, Host::kContext})
+    for (int way = 0; way < 4; way++)
         for (uint32_t factor : {1u, 2u, 3u})
-            for (unsigned seed = 1; seed <= 4; seed++) {
-                RegisterPictures(seed);
-                const int wider = host != Host::kContext && seed > 2 ? 7 : 0;
-                FrameStage fast(host, factor, seed, wider), plain(host, factor, seed, wider);
-                std::mt19937 random(seed * 7919 + factor);
-                for (int frame = 0; frame < 24; frame++) {
-                    SCOPED_TRACE(testing::Message()
-                                 << "host " << static_cast<int>(host) << ", factor " << factor
-                                 << ", seed " << seed << ", frame " << frame);
+            for (unsigned seed = 1; seed <= (way == 3 ? 6u : 4u); seed++) {
+                const bool putOff = way == 3;
+                if (putOff && factor > 1)
+                    break;
+                const Host host = putOff ? Host::kCairo : static_cast<Host>(way);
+                RegisterPictures(seed, putOff);
+                const int wider = host != Host::kContext && !putOff && seed > 2 ? 7 : 0;
+                FrameStage fast(host, factor, seed, wider, putOff),
+                    plain(host, factor, seed, wider, putOff);
+                std::mt19937 random(putOff ? seed : seed * 7919 + factor);
+                for (int frame = 0; frame < (putOff ? 40 : 24); frame++) {
+                    SCOPED_TRACE(testing::Message() << "way " << way << ", factor " << factor
+                                                    << ", seed " << seed << ", frame " << frame);
                     for (const Step& s : RandomSteps(random, frame == 0, seed % 2 == 0)) {
                         fast.Apply(s);
                         plain.Apply(s);
                     }
-                    const bool whole = frame % 5 == 0, none = whole && frame % 10 == 5;
+                    const bool whole = !putOff && frame % 5 == 0, none = whole && frame % 10 == 5;
                     const Place& place = kPlaces[(frame + seed) % 6];
                     const std::vector<Rect> damage = fast.Damage(whole);
                     ASSERT_EQ(plain.Damage(whole), damage);
-                    fast.DrawFast(damage, none, place);
-                    plain.DrawPlain(damage, none, place);
-                    ASSERT_EQ(fast.Difference(plain), "");
+                    const double nudge = putOff && !damage.empty() && random() % 8 == 0 ? 0.5 : 0;
+                    const unsigned look = putOff ? random() % 10 : 0;
+                    PixMapHandle pm = GetGWorldPixMap(fast.sprites.get());
+                    if (look == 4) // the host holds a lock over the frame and reads the memory
+                        LockPixels(pm);
+                    const auto* held = reinterpret_cast<const uint8_t*>(pm[0]->baseAddr);
+                    fast.DrawFast(damage, none, place, nudge);
+                    plain.DrawPlain(damage, none, place, nudge);
+                    ASSERT_EQ(fast.HostDifference(plain), "");
+
+                    const std::string expected = plain.SurfaceBytes();
+                    if (look == 0) {
+                        ASSERT_EQ(fast.SurfaceBytes(), expected);
+                    } else if (look == 1 || look == 4) {
+                        if (look == 1)
+                            LockPixels(pm);
+                        EXPECT_EQ(fast.SurfaceBytes(held), expected);
+                        UnlockPixels(pm);
+                    } else if (look == 2) {
+                        World copy = MakeWorld(kW, kH);
+                        Rect all = R(0, 0, kW, kH);
+                        CopyBits(GetPortBitMapForCopyBits(fast.sprites.get()),
+                                 GetPortBitMapForCopyBits(copy.get()), &all, &all, srcCopy,
+                                 nullptr);
+                        EXPECT_EQ(Mismatch(copy.get(), plain.sprites.get()), "");
+                    } else if (look == 3) {
+                        // A picture the frame drew is replaced: the surface shows the old one.
+                        RegisterPicture(random, static_cast<int>(random() % kPictures), true);
+                        EXPECT_EQ(fast.SurfaceBytes(held), expected);
+                    }
                 }
             }
 }
@@ -438,20 +502,12 @@ TEST_F(FramePaths, ImagesOverAHostsSurfaceGiveCairosPixels)
                 if (c.clip)
                     cairo_clip(cr);
                 CGContextRef context = CGContextCreateWithCairo(cr, 0);
-                CGDataProviderRef provider =
-                    CGDataProviderCreateWithData(nullptr, image.data(), image.size(), nullptr);
-                CGColorSpaceRef space = CGColorSpaceCreateDeviceRGB();
-                CGImageRef picture =
-                    CGImageCreate(kImageW, kImageH, 8, 32, kRow, space, c.alphaInfo, provider,
-                                  nullptr, false, kCGRenderingIntentDefault);
-                ASSERT_NE(picture, nullptr);
+                ImageOver picture(image.data(), kImageW, kImageH, kRow, c.alphaInfo);
+                ASSERT_NE(picture.image, nullptr);
                 const HIRect place = CGRectMake(c.x, c.y, c.w, kImageH);
                 SetPlatformDrawing(fast == 1);
-                HIViewDrawCGImage(context, &place, picture);
+                HIViewDrawCGImage(context, &place, picture.image);
                 SetPlatformDrawing(true);
-                CGImageRelease(picture);
-                CGDataProviderRelease(provider);
-                CGColorSpaceRelease(space);
                 CGContextRelease(context);
                 cairo_destroy(cr);
                 cairo_surface_flush(surface);

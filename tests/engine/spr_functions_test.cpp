@@ -8,44 +8,27 @@
 
 namespace {
 
-// A host's stage: the three worlds and the list made by SprInitSprites.
-class HostStage : public testing::Test
+// A host's stage, made by SprInitSprites.
+class HostStage : public Stage
 {
   protected:
     void SetUp() override
     {
         ClearAllImages();
-        backdrop = MakeWorld(100, 80);
-        background = MakeWorld(100, 80);
-        sprites = MakeWorld(100, 80);
-        Rect bounds = R(0, 0, 100, 80);
-        list = SprInitSprites(backdrop.get(), background.get(), sprites.get(), &bounds);
+        MakeStage(100, 80);
+        list.reset(SprInitSprites(backdrop.get(), background.get(), sprites.get(), &list->mBounds));
     }
     void TearDown() override
     {
-        SprDeleteList(list);
-        ClearAllImages();
-        Point none = {0, 0};
-        SetSpriteOrigin(none);
+        Stage::TearDown();
+        SetSpriteOrigin(Point{0, 0});
     }
-
-    // A sprite made, given picture `image` and shown, as a host does it.
-    CSprite* Shown(int32_t refNum, int32_t image)
-    {
-        CSprite* sprite = SprNewSprite(list, refNum);
-        SprSetImage(sprite, image, 0);
-        SprShow(sprite, 1);
-        return sprite;
-    }
-
-    World backdrop, background, sprites;
-    CSpriteList* list = nullptr;
 };
 
 TEST_F(HostStage, SpritesThroughTheExportedFunctions)
 {
     RegisterSolid(300, 10, 6, kRed);
-    CSprite* a = SprNewSprite(list, 7);
+    CSprite* a = SprNewSprite(list.get(), 7);
     EXPECT_EQ(SprIsShow(a), 0);
     EXPECT_EQ(SprGetImage(a), -1);
     EXPECT_EQ(SprSetImage(a, 300, 99), -1);
@@ -82,9 +65,9 @@ TEST_F(HostStage, SpritesThroughTheExportedFunctions)
     SprGetColor(a, &c);
     EXPECT_EQ(Channels(c), (std::vector<int>{0xFFFF, 0x1234, 0}));
 
-    CSprite* b = SprNewSprite(list, 8);
+    CSprite* b = SprNewSprite(list.get(), 8);
     SprSendTo(a, 10);
-    EXPECT_EQ(SprFindSprite(list), 8);
+    EXPECT_EQ(SprFindSprite(list.get()), 8);
 
     // SprGetX hands out one double of its own; SprGetY another.
     b->mX = 12.25;
@@ -125,15 +108,12 @@ TEST_F(HostStage, SpritesThroughTheExportedFunctions)
 
 TEST_F(HostStage, OriginShift)
 {
-    Point origin;
-    origin.h = 10;
-    origin.v = 20;
-    SetSpriteOrigin(origin);
+    SetSpriteOrigin(Point{20, 10}); // v, h
     EXPECT_EQ(global_ShiftX_, 10);
     EXPECT_EQ(global_ShiftY_, 20);
     list->InitRedisplayRects();
     Rect host = R(15, 25, 45, 65);
-    EXPECT_EQ(SprUpdateAll(list, &host, 1), 1);
+    EXPECT_EQ(SprUpdateAll(list.get(), &host, 1), 1);
     EXPECT_EQ(host, R(15, 25, 45, 65)); // the caller's rectangle is left alone
     EXPECT_EQ(Pending(*list), std::vector<Rect>{R(5, 5, 35, 45)});
     Rect stage = R(5, 5, 35, 45);
@@ -141,9 +121,7 @@ TEST_F(HostStage, OriginShift)
     EXPECT_EQ(stage, host);
 
     // Negative offsets, sign-extended from 16 bits; coordinates wrap at 16 bits.
-    origin.h = -1;
-    origin.v = static_cast<int16_t>(0x8000);
-    SetSpriteOrigin(origin);
+    SetSpriteOrigin(Point{static_cast<int16_t>(0x8000), -1});
     EXPECT_EQ(global_ShiftX_, -1);
     EXPECT_EQ(global_ShiftY_, -32768);
     stage = R(0, 100, 10, 110);
@@ -151,63 +129,13 @@ TEST_F(HostStage, OriginShift)
     EXPECT_EQ(stage, R(-1, -32668, 9, -32658));
 }
 
-TEST_F(HostStage, UpdateAndDrawThroughTheView)
-{
-    RegisterSolid(300, 4, 4, kBlue);
-    CSprite* s = Shown(1, 300);
-    SprSetPenMode(s, 1);
-    SprSetPenSize(s, 1);
-    SprSetPenColor(s, 0, 0xFFFF, 0);
-    const double x = 20, y = 20, dx = 30, dy = 0;
-    SprSetPos(s, &x, &y);
-    SprMove(s, &dx, &dy);
-    EXPECT_EQ(Pixel(background.get(), 35, 20), kGreen);
-
-    SprSetFactor(list, 2);
-    View view(HIViewCreateOffscreen(200, 160));
-    EXPECT_EQ(SprUpdate(list, view.get()), 1);
-    EXPECT_GT(HIViewCountInvalidRects(view.get()), 0);
-    DrawEvent(*list, view.get(), nullptr);
-    // The sprite at (50, 20), each stage pixel a 2 x 2 block of the view.
-    EXPECT_EQ(ViewPixel(view.get(), 96, 36), kBlue);
-    EXPECT_EQ(ViewPixel(view.get(), 103, 43), kBlue);
-    EXPECT_EQ(ViewPixel(view.get(), 104, 44), kClear);
-}
-
-// A sprite scaled past the widest world cannot be resized: the exception
-// stops at the five guarded functions and passes through the others.
-TEST_F(HostStage, GuardsTurnExceptionsIntoResults)
-{
-    RegisterSolid(300, 100, 2, kRed);
-    CSprite* huge = Shown(1, 300);
-    SprSetSize(huge, 2000); // 5000 pixels wide
-    CSprite* other = Shown(2, 300);
-    EXPECT_ANY_THROW(huge->InCollisionWith(other));
-    EXPECT_EQ(SprCollision(huge, other), -1);
-    EXPECT_ANY_THROW(SprStamp(huge));
-
-    View view(HIViewCreateOffscreen(100, 80));
-    EventRef event = CreateDrawEvent(nullptr);
-    CGContextRef context = HIViewCreateDrawContext(view.get());
-    SprUpdateControl(list, context, view.get(), event);
-    SprUpdateContext(list, context, 0, 0, 100, 80);
-    CGContextRelease(context);
-    ReleaseEvent(event);
-    // Nothing reached the view, though the other sprite was drawable.
-    EXPECT_EQ(Mismatch(HIViewGetGWorld(view.get()), kClear), "");
-    EXPECT_EQ(SprUpdate(list, view.get()), 1);
-    Rect r = R(0, 0, 10, 10);
-    EXPECT_EQ(SprUpdateAll(list, &r, 0), 1);
-}
-
 // A null handle, or a null pointer to read from or write to, does nothing
 // and gives the function's "nothing" result.
 TEST_F(HostStage, NullHandlesAndPointersDoNothing)
 {
     RegisterSolid(300, 4, 4, kRed);
-    CSprite* s = Shown(5, 300);
+    CSprite* s = Show(5, 300, 20, 20);
     const double x = 20, y = 20;
-    SprSetPos(s, &x, &y);
     list->InitRedisplayRects();
     View view(HIViewCreateOffscreen(100, 80));
     EventRef event = CreateDrawEvent(nullptr);
@@ -222,7 +150,7 @@ TEST_F(HostStage, NullHandlesAndPointersDoNothing)
         {"SprFindSprite", [&] { return SprFindSprite(noList); }, 0},
         {"SprFindNextSprite", [&] { return SprFindNextSprite(noList); }, 0},
         {"SprUpdateAll", [&] { return SprUpdateAll(noList, &r, 0); }, 0},
-        {"SprUpdateAll rect", [&] { return SprUpdateAll(list, nullptr, 0); }, 0},
+        {"SprUpdateAll rect", [&] { return SprUpdateAll(list.get(), nullptr, 0); }, 0},
         {"SprUpdate", [&] { return SprUpdate(noList, view.get()); }, 0},
         {"SprNewSprite", [&] { return SprNewSprite(noList, 1) != nullptr; }, 0},
         {"SprSetImage", [&] { return SprSetImage(none, 300, 0); }, 0},
@@ -251,8 +179,8 @@ TEST_F(HostStage, NullHandlesAndPointersDoNothing)
         [&] { SprSetFactor(noList, 2); },
         [&] { SprUpdateControl(noList, context, view.get(), event); },
         [&] { SprUpdateContext(noList, context, 0, 0, 100, 80); },
-        [&] { SprUpdateControl(list, nullptr, view.get(), event); },
-        [&] { SprUpdateContext(list, nullptr, 0, 0, 100, 80); },
+        [&] { SprUpdateControl(list.get(), nullptr, view.get(), event); },
+        [&] { SprUpdateContext(list.get(), nullptr, 0, 0, 100, 80); },
         [&] { SprSetPos(none, &x, &y); },
         [&] { SprSetPos(s, nullptr, &y); },
         [&] { SprSetPos(s, &x, nullptr); },
@@ -311,18 +239,25 @@ TEST_F(HostStage, NullWorldsMakeNoStage)
 
     World other = MakeWorld(10, 10);
     Rect small = R(0, 0, 10, 10);
-    SprReInitSprites(list, nullptr, other.get(), other.get(), &small);
-    SprReInitSprites(list, other.get(), nullptr, other.get(), &small);
-    SprReInitSprites(list, other.get(), other.get(), nullptr, &small);
-    SprReInitSprites(list, other.get(), other.get(), other.get(), nullptr);
-    SprListBgChanged(list, nullptr);
+    SprReInitSprites(list.get(), nullptr, other.get(), other.get(), &small);
+    SprReInitSprites(list.get(), other.get(), nullptr, other.get(), &small);
+    SprReInitSprites(list.get(), other.get(), other.get(), nullptr, &small);
+    SprReInitSprites(list.get(), other.get(), other.get(), other.get(), nullptr);
+    SprListBgChanged(list.get(), nullptr);
     EXPECT_EQ(list->mBackdropWorld, a);
     EXPECT_EQ(list->mBackgroundWorld, b);
     EXPECT_EQ(list->mSpriteWorld, c);
     EXPECT_EQ(list->mBounds, bounds);
-    SprReInitSprites(list, other.get(), other.get(), other.get(), &small);
-    EXPECT_EQ(list->mBackgroundWorld, other.get());
+    // New surfaces, a new background and a new factor mark nothing.
+    list->InitRedisplayRects();
+    SprReInitSprites(list.get(), other.get(), other.get(), other.get(), &small);
+    SprListBgChanged(list.get(), b);
+    SprSetFactor(list.get(), 3);
+    EXPECT_EQ(list->mRectCount, 0);
+    EXPECT_EQ(list->mBackgroundWorld, b);
+    EXPECT_EQ(list->mSpriteWorld, other.get());
     EXPECT_EQ(list->mBounds, small);
+    EXPECT_EQ(list->mFactor, 3u);
 }
 
 // Positions and moves that are not finite numbers leave the sprite where it
@@ -330,9 +265,8 @@ TEST_F(HostStage, NullWorldsMakeNoStage)
 TEST_F(HostStage, MovesThatAreNotNumbersChangeNothing)
 {
     RegisterSolid(300, 4, 4, kRed);
-    CSprite* s = Shown(1, 300);
     const double start = 30.25;
-    SprSetPos(s, &start, &start);
+    CSprite* s = Show(1, 300, start, start);
     const double inf = INFINITY, finite = 12.5;
     for (short pen : {0, 1, 2})
         for (double bad : {double(NAN), inf, -inf})
@@ -361,19 +295,30 @@ TEST_F(HostStage, MovesThatAreNotNumbersChangeNothing)
 TEST_F(HostStage, NumbersAtTheEndsOfTheirRanges)
 {
     RegisterSolid(300, 100, 2, kRed);
-    CSprite* s = Shown(1, 300);
+    CSprite* s = Show(1, 300, 50, 50);
     SprSetFrame(s, 1);
-    CSprite* t = Shown(2, 300);
-    const double at = 50;
-    SprSetPos(s, &at, &at);
-    SprSetPos(t, &at, &at);
+    CSprite* t = Show(2, 300, 50, 50);
 
-    // 26215 fortieths of 100 pixels is 65537: past any world.
+    // 26215 fortieths of 100 pixels is 65537: past any world. The exception
+    // stops at the five guarded functions and passes through the others.
+    View view(HIViewCreateOffscreen(100, 80));
     for (short size : {short{26215}, short{32767}}) {
         SprSetSize(s, size);
         EXPECT_THROW(SprStamp(s), short) << size;
         EXPECT_EQ(SprCollision(s, t), -1);
         EXPECT_THROW(s->Clicked(50, 50, 5), short);
+        EXPECT_ANY_THROW(s->InCollisionWith(t));
+        EventRef event = CreateDrawEvent(nullptr);
+        CGContextRef context = HIViewCreateDrawContext(view.get());
+        SprUpdateControl(list.get(), context, view.get(), event);
+        SprUpdateContext(list.get(), context, 0, 0, 100, 80);
+        CGContextRelease(context);
+        ReleaseEvent(event);
+        // Nothing reached the view, though the other sprite was drawable.
+        EXPECT_EQ(Mismatch(HIViewGetGWorld(view.get()), kClear), "");
+        EXPECT_EQ(SprUpdate(list.get(), view.get()), 1);
+        Rect r = R(0, 0, 10, 10);
+        EXPECT_EQ(SprUpdateAll(list.get(), &r, 0), 1);
     }
     for (short size : {short{-1}, short{-40}, short{-32768}}) {
         SprSetSize(s, size);
@@ -399,14 +344,14 @@ TEST_F(HostStage, NumbersAtTheEndsOfTheirRanges)
     EXPECT_EQ(SprSetZ(s, INT32_MAX), INT32_MIN);
 
     // Factors of 0 and past 16 bits keep 16-bit view rectangles.
-    View view(HIViewCreateOffscreen(100, 80));
     for (uint32_t factor : {0u, 70000u, 0xFFFFFFFFu}) {
-        SprSetFactor(list, factor);
-        SprUpdateAll(list, &list->mBounds, 0);
-        EXPECT_EQ(SprUpdate(list, view.get()), 1);
+        SprSetFactor(list.get(), factor);
+        SprUpdateAll(list.get(), &list->mBounds, 0);
+        EXPECT_EQ(SprUpdate(list.get(), view.get()), 1);
         DrawEvent(*list, view.get(), nullptr);
-        InContext(backdrop.get(),
-                  [&](CGContextRef context) { SprUpdateContext(list, context, 0, 0, 100, 80); });
+        InContext(backdrop.get(), [&](CGContextRef context) {
+            SprUpdateContext(list.get(), context, 0, 0, 100, 80);
+        });
     }
 
     // An origin the host wrote past 16 bits is taken by its low 16 bits.
@@ -414,7 +359,7 @@ TEST_F(HostStage, NumbersAtTheEndsOfTheirRanges)
     global_ShiftY_ = INT32_MAX;
     list->InitRedisplayRects();
     Rect host = R(10, 10, 20, 20);
-    EXPECT_EQ(SprUpdateAll(list, &host, 0), 1);
+    EXPECT_EQ(SprUpdateAll(list.get(), &host, 0), 1);
     EXPECT_EQ(Pending(*list), std::vector<Rect>{R(10, 11, 20, 21)});
 }
 

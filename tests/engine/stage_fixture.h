@@ -63,11 +63,6 @@ inline std::vector<Rect> Invalidated(HIViewRef view)
     return out;
 }
 
-inline uint32_t ViewPixel(HIViewRef view, int h, int v)
-{
-    return Pixel(HIViewGetGWorld(view), h, v);
-}
-
 // The first pixel of a world whose word is not want(h, v), described, or ""
 // when every pixel is as wanted.
 template <typename Want>
@@ -94,22 +89,21 @@ inline std::string Mismatch(GWorldPtr world, uint32_t word)
     return Mismatch(world, [word](int, int) { return word; });
 }
 
+// A coordinate wrapped onto lo..hi the plain way: one stage size at a time,
+// each step rounded afresh.
+inline double StepWrap(double p, int lo, int hi)
+{
+    while (SprRound(&p) >= hi)
+        p -= hi - lo;
+    while (SprRound(&p) < lo)
+        p += hi - lo;
+    return p;
+}
+
 // A colour's channels, to compare at once.
 inline std::vector<int> Channels(const RGBColor& c)
 {
     return {c.red, c.green, c.blue};
-}
-
-// How many pixels of a world hold `word`.
-inline size_t Count(GWorldPtr world, uint32_t word)
-{
-    Rect b;
-    GetPortBounds(world, &b);
-    size_t n = 0;
-    for (int v = 0; v < b.bottom; v++)
-        for (int h = 0; h < b.right; h++)
-            n += Pixel(world, h, v) == word;
-    return n;
 }
 
 // Runs draw(context) on a context opened on a world.
