@@ -39,16 +39,17 @@ class StageDrawing : public Stage
         return in(5, 5, 15, 15) ? kRed : kGrey;
     }
 
-    // Runs UpdateControl into a host's cairo_t over a recording surface and
+    // Runs UpdateControl into a host's cairo_t over a recording surface, the
+    // event's region made of the rectangles given (none: no region), and
     // tells whether anything was drawn to the view at all.
-    bool DrawsAnything(const Rect* area)
+    bool DrawsAnything(const std::vector<Rect>& area)
     {
         cairo_surface_t* recording =
             cairo_recording_surface_create(CAIRO_CONTENT_COLOR_ALPHA, nullptr);
         cairo_t* cr = cairo_create(recording);
         View view(HIViewCreateForHost(kWidth, kHeight, nullptr, nullptr));
         CGContextRef context = CGContextCreateWithCairo(cr, 0);
-        RgnHandle region = area ? RegionOf({*area}) : nullptr;
+        RgnHandle region = area.empty() ? nullptr : RegionOf(area);
         EventRef event = CreateDrawEvent(region);
         DisposeRgn(region);
         list->UpdateControl(context, view.get(), event);
@@ -106,9 +107,8 @@ TEST_F(StageDrawing, OnlyVisibleSpritesInTheAreaAreDrawn)
     green_->SetVisible(false);
     blue->SetVisible(false);
     Pixel(sprites.get(), 0, 0) = kRed; // cleared by every draw
-    Rect all = R(0, 0, kWidth, kHeight);
-    EXPECT_FALSE(DrawsAnything(&all));
-    EXPECT_FALSE(DrawsAnything(nullptr));
+    EXPECT_FALSE(DrawsAnything({R(0, 0, kWidth, kHeight)}));
+    EXPECT_FALSE(DrawsAnything({}));
     EXPECT_EQ(Mismatch(sprites.get(), kClear), "");
     // Nor into a context, even over a target of straight pixels that
     // drawing would have to touch.
@@ -118,10 +118,12 @@ TEST_F(StageDrawing, OnlyVisibleSpritesInTheAreaAreDrawn)
               [&](CGContextRef context) { list->UpdateContext(context, 0, 0, kWidth, kHeight); });
     EXPECT_EQ(Pixel(target.get(), 3, 3), 0x12345600u);
 
-    // An area that no visible sprite meets: nothing reaches the view.
+    // An area that no visible sprite meets, though its bounds hold them
+    // all: nothing reaches the view, nor the sprite surface.
     red->SetVisible(true);
-    Rect right = R(20, 0, kWidth, kHeight);
-    EXPECT_FALSE(DrawsAnything(&right));
+    green_->SetVisible(true);
+    blue->SetVisible(true);
+    EXPECT_FALSE(DrawsAnything({R(0, 0, 4, 4), R(21, 19, kWidth, kHeight)}));
     EXPECT_EQ(Mismatch(sprites.get(), kClear), "");
     // (Areas that touch a sprite or meet one at a corner are among the frame
     // paths' damage.)
