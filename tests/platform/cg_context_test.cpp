@@ -32,7 +32,7 @@ CGContextRef PenContext(GWorldPtr world, bool antialias, double width, CGLineCap
 std::set<std::pair<int, int>> ChangedPixels(GWorldPtr world, GWorldPtr before)
 {
     std::set<std::pair<int, int>> changed;
-    const std::vector<uint32_t> now = Words(world), then = Words(before);
+    const std::vector<uint32_t> now = PixelsOf(world), then = PixelsOf(before);
     const int width = Bounds(world).right;
     for (size_t i = 0; i < now.size(); i++)
         if (now[i] != then[i])

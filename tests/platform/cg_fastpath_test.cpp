@@ -164,7 +164,7 @@ TEST(ImageFastPath, AWorldDrawnOverItselfIsReadBeforeItIsChanged)
     p.width = 20;
     p.height = 12;
     p.rowBytes = 80;
-    const std::vector<uint32_t> words = Words(world.get());
+    const std::vector<uint32_t> words = PixelsOf(world.get());
     p.block.assign(reinterpret_cast<const uint8_t*>(words.data()),
                    reinterpret_cast<const uint8_t*>(words.data() + words.size()));
     DrawThroughCairo(expected.get(), p, 1, 1, nullptr);

@@ -24,17 +24,6 @@ inline Rect Bounds(GWorldPtr world)
     return b;
 }
 
-// Every word of a world, row by row.
-inline std::vector<uint32_t> Words(GWorldPtr world)
-{
-    const Rect b = Bounds(world);
-    std::vector<uint32_t> words;
-    for (int v = 0; v < b.bottom; v++)
-        for (int h = 0; h < b.right; h++)
-            words.push_back(Pixel(world, h, v));
-    return words;
-}
-
 // A new world of the same size holding the same words.
 inline World CopyOf(GWorldPtr world)
 {

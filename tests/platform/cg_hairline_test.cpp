@@ -78,7 +78,7 @@ TEST(HairlineFastPath, RandomScenesMatchCairo)
             ASSERT_NE(canvas.world, nullptr);
             std::mt19937 words(wordSeed);
             FillMixed(canvas.world, words);
-            original = Words(canvas.world);
+            original = PixelsOf(canvas.world);
             canvas.Begin();
             if (clipped) {
                 Rect bounds = R(0, 0, width, height);
@@ -87,7 +87,7 @@ TEST(HairlineFastPath, RandomScenesMatchCairo)
             std::mt19937 scene(sceneSeed);
             DrawRandomScene(canvas.ctx, scene, width, height);
             canvas.End();
-            result[platform] = Words(canvas.world);
+            result[platform] = PixelsOf(canvas.world);
         }
         SetPlatformDrawing(true);
         for (size_t i = 0; i < original.size(); i++) {

@@ -59,8 +59,8 @@ TEST(WorldContext, ABeginAfterAnEndStartsAfreshOverTheWorldsPixelsWhereverTheyAr
     FillNumbered(world, 4);
     const std::vector<uint32_t> old = first;
     StrokeDiagonal(world);
-    EXPECT_EQ(Words(world), Words(fresh.get()));
-    EXPECT_NE(Words(world), Words(MakeWorld(30, 20).get()));
+    EXPECT_EQ(PixelsOf(world), PixelsOf(fresh.get()));
+    EXPECT_NE(PixelsOf(world), PixelsOf(MakeWorld(30, 20).get()));
     EXPECT_EQ(first, old);
     DisposeGWorld(world); // with its parked context
 }
@@ -196,7 +196,7 @@ TEST(WorldContext, StrokesFarIntoALargeWorldMatchCairo)
     near.points = {3.25, 1190.5, 12.0, 1185.75};
     DrawBothWays(world.get(), expected.get(), {far, near});
     ASSERT_TRUE(SameWords(world.get(), expected.get()));
-    const std::vector<uint32_t> words = Words(world.get());
+    const std::vector<uint32_t> words = PixelsOf(world.get());
     EXPECT_GT(words.size() - size_t(std::count(words.begin(), words.end(), 0u)), 60u);
 }
 

@@ -88,10 +88,10 @@ TEST(Transfer, KeyedCopiesActOnlyWhereTheSourceMatches)
     for (int h = 0; h < 3; h++)
         Pixel(dst.get(), h, 0) = h == 2 ? 0x12345680 : 0x123456FF;
     CopyTransparent(src.get(), dst.get(), key, 0);
-    EXPECT_EQ(Words(dst.get()),
+    EXPECT_EQ(PixelsOf(dst.get()),
               (std::vector<uint32_t>{0x123456FE, 0x123456FF, 0x1234567F})); // 255 * 255 >> 8
     CopyTransparent(src.get(), dst.get(), key, 255);
-    EXPECT_EQ(Words(dst.get()), (std::vector<uint32_t>{0x12345600, 0x123456FF, 0x12345600}));
+    EXPECT_EQ(PixelsOf(dst.get()), (std::vector<uint32_t>{0x12345600, 0x123456FF, 0x12345600}));
 
     // The other keyed copy puts the key where the source's alpha is 0.
     src = MakeWorld(4, 3);
@@ -166,7 +166,7 @@ TEST(Transfer, SameSizeCopiesCompositeWithinTheWorldOtherSizesAlertOrScale)
     s = R(0, 0, 12, 12);
     d = R(0, 0, 10, 10);
     MyCGCopyBits(src.get(), dst.get(), &s, &d, kCGImageAlphaFirst, false, false);
-    EXPECT_EQ(Words(dst.get()), std::vector<uint32_t>(100, 0x123456FFu));
+    EXPECT_EQ(PixelsOf(dst.get()), std::vector<uint32_t>(100, 0x123456FFu));
 }
 
 TEST(Transfer, CopyBmBmBgReplicatesAndRestoresThePort)
