@@ -29,9 +29,7 @@ inline World CopyOf(GWorldPtr world)
 {
     const Rect b = Bounds(world);
     World copy = MakeWorld(b.right, b.bottom);
-    for (int v = 0; v < b.bottom; v++)
-        for (int h = 0; h < b.right; h++)
-            Pixel(copy.get(), h, v) = Pixel(world, h, v);
+    FillEach(copy.get(), [world](int h, int v) { return Pixel(world, h, v); });
     return copy;
 }
 
@@ -39,14 +37,7 @@ inline World CopyOf(GWorldPtr world)
 // that differs.
 inline testing::AssertionResult SameWords(GWorldPtr actual, GWorldPtr expected)
 {
-    const Rect b = Bounds(actual);
-    for (int v = 0; v < b.bottom; v++)
-        for (int h = 0; h < b.right; h++)
-            if (Pixel(actual, h, v) != Pixel(expected, h, v))
-                return testing::AssertionFailure()
-                       << "at " << h << "," << v << ": " << std::hex << Pixel(actual, h, v)
-                       << " instead of " << Pixel(expected, h, v);
-    return testing::AssertionSuccess();
+    return EachPixel(actual, [expected](int h, int v) { return Pixel(expected, h, v); });
 }
 
 // Words of every alpha, transparent and opaque ones among them.

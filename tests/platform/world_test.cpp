@@ -210,19 +210,15 @@ TEST(CopyBits, CopiesTheNearestSourcePixelsWithinTheWorldAndTheMask)
         const Region mask({R(1, 0, 3, 4)});
         CopyBits(GetPortBitMapForCopyBits(src.get()), GetPortBitMapForCopyBits(to), &c.src, &c.dst,
                  srcCopy, c.masked ? mask.handle : nullptr);
-        const Rect b = Bounds(to);
-        for (int v = 0; v < b.bottom; v++)
-            for (int h = 0; h < b.right; h++) {
-                const bool inside = h >= c.dst.left && h < c.dst.right && v >= c.dst.top &&
-                                    v < c.dst.bottom && (!c.masked || (h >= 1 && h < 3));
-                const int x = c.src.left + (h - c.dst.left) * (c.src.right - c.src.left) /
-                                               (c.dst.right - c.dst.left);
-                const int y = c.src.top + (v - c.dst.top) * (c.src.bottom - c.src.top) /
-                                              (c.dst.bottom - c.dst.top);
-                ASSERT_EQ(Pixel(to, h, v),
-                          inside ? Pixel(from.get(), x, y) : Pixel(under.get(), h, v))
-                    << c.dst << " at " << h << "," << v;
-            }
+        EXPECT_TRUE(EachPixel(to, [&](int h, int v) {
+            const int x = c.src.left + (h - c.dst.left) * (c.src.right - c.src.left) /
+                                           (c.dst.right - c.dst.left);
+            const int y = c.src.top +
+                          (v - c.dst.top) * (c.src.bottom - c.src.top) / (c.dst.bottom - c.dst.top);
+            return Inside(c.dst, h, v) && (!c.masked || (h >= 1 && h < 3))
+                       ? Pixel(from.get(), x, y)
+                       : Pixel(under.get(), h, v);
+        })) << c.dst;
     }
 }
 
