@@ -41,6 +41,22 @@ inline std::vector<uint32_t> Picture(const char* signature, int32_t width, int32
     return words;
 }
 
+// Four different pixel words (alpha in bits 0-7) and the 4 x 2 picture of
+// rows P P P Q and P Q R S: a run, a literal of 3 and two literals of 1.
+constexpr uint32_t kP = 0x0000FFFF; // opaque pure red
+constexpr uint32_t kQ = 0x11223380;
+constexpr uint32_t kR = 0xFFFFFF00; // transparent white
+constexpr uint32_t kS = 0x12345601;
+inline const std::vector<uint32_t> kExamplePixels = {kP, kP, kP, kQ, kP, kQ, kR, kS};
+inline const std::vector<uint32_t> kExample = {
+    72,          0x6D726F46, 0x31307461, 0,          4,          2,
+    8,           12,         0x80000003, Stored(kP), 0x40000001, Stored(kQ),
+    0x00000003,  Stored(kP), Stored(kQ), Stored(kR), 0x40000001, Stored(kS)};
+// 3 x 2 in the older encoding: a row filled from its table entry, then a
+// single pixel and a run.
+inline const std::vector<uint32_t> kOlderExample =
+    Picture("Compress", 3, 2, {0x81FFFFFF, 8, 0x00000001, 0xC0000002, 5});
+
 // The pixels Uncompress expands a picture to (none when it gives no buffer),
 // with the size it reports.
 inline std::vector<uint32_t> Expanded(const std::vector<uint32_t>& picture, int32_t* width,
