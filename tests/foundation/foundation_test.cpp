@@ -197,18 +197,19 @@ TEST(Reduce32To16, KeyWordSurvivesBothStepsOnTheSameBuffer)
               (std::vector<uint16_t>{0, 0xFF00, 0x001F}));
 }
 
-// The current foreground then background colour, six channels.
+// A foreground and background colour, six channels.
+std::vector<uint16_t> Pair(const RGBColor& f, const RGBColor& b)
+{
+    return {f.red, f.green, f.blue, b.red, b.green, b.blue};
+}
+
+// The current foreground then background colour.
 std::vector<uint16_t> Colours()
 {
     RGBColor f, b;
     GetForeColor(&f);
     GetBackColor(&b);
-    return {f.red, f.green, f.blue, b.red, b.green, b.blue};
-}
-
-std::vector<uint16_t> Pair(const RGBColor& f, const RGBColor& b)
-{
-    return {f.red, f.green, f.blue, b.red, b.green, b.blue};
+    return Pair(f, b);
 }
 
 CGrafPtr CurrentWorld(GDHandle* device = nullptr)

@@ -45,6 +45,16 @@ sprig::Picture Disc(int size)
     return sprig::Picture::fromRgba(rgba, size, size, 4 * size);
 }
 
+// A sprite of the stage showing the picture at (x, y).
+sprig::Sprite Shown(sprig::Stage& stage, const sprig::Picture& picture, double x, double y)
+{
+    sprig::Sprite sprite = stage.addSprite();
+    sprite.setPicture(picture);
+    sprite.moveTo(x, y);
+    sprite.show();
+    return sprite;
+}
+
 // A stage pixel a render is expected to show: at zoom 2, all four view
 // pixels of it.
 struct Probe
@@ -64,10 +74,7 @@ void ExpectPixels(const sprig::Image& image, int zoom, std::initializer_list<Pro
 TEST(HostLayer, AHostDrawsWithSpritesPensAndStamps)
 {
     sprig::Stage stage(40, 30, 2);
-    sprig::Sprite sprite = stage.addSprite();
-    sprite.setPicture(Square(4, kRed));
-    sprite.moveTo(10, 10);
-    sprite.show();
+    sprig::Sprite sprite = Shown(stage, Square(4, kRed), 10, 10);
     sprig::Image frame = stage.render();
     ASSERT_EQ(frame.width(), 80);
     ASSERT_EQ(frame.height(), 60);
@@ -121,14 +128,9 @@ TEST(HostLayer, AHostDrawsWithSpritesPensAndStamps)
 TEST(HostLayer, SpritesStackScaleFadeTintAndTouch)
 {
     sprig::Stage stage(40, 30);
-    sprig::Sprite back = stage.addSprite(), front = stage.addSprite();
-    back.setPicture(Square(6, kRed));
-    front.setPicture(Square(3, {0, 0, 0, 255}, sprig::Tint::PenColour));
+    sprig::Sprite back = Shown(stage, Square(6, kRed), 20, 15);
+    sprig::Sprite front = Shown(stage, Square(3, {0, 0, 0, 255}, sprig::Tint::PenColour), 20, 15);
     front.setPenColour({0, 255, 0});
-    for (sprig::Sprite* s : {&back, &front}) {
-        s->moveTo(20, 15);
-        s->show();
-    }
     // Tinted, in front; then behind sprites of smaller z.
     ExpectPixels(stage.render(), 1, {{20, 15, {0, 255, 0, 255}}});
     EXPECT_TRUE(back.touching(front));
@@ -318,9 +320,7 @@ TEST(HostLayer, BadPicturesAndArgumentsThrowNamingThem)
     }
 
     // A well-formed packed picture is taken as it is.
-    sprite.setPicture(sprig::Picture::fromPackedBytes(packed));
-    sprite.moveTo(5, 5);
-    sprite.show();
+    const sprig::Sprite packedSprite = Shown(stage, sprig::Picture::fromPackedBytes(packed), 5, 5);
     EXPECT_EQ(stage.render().pixel(4, 5), (Rgba{0, 0, 255, 255}));
 
     // Letting go of a tinted picture makes room for another.
@@ -358,10 +358,7 @@ TEST(HostLayer, LifetimesCannotGoWrongAndCyclesLeaveNothingBehind)
         kept = second;
 
         // A sprite replaced by another leaves the stage.
-        sprig::Sprite other = stage.addSprite();
-        other.setPicture(*sprite.picture());
-        other.moveTo(15, 15);
-        other.show();
+        sprig::Sprite other = Shown(stage, *sprite.picture(), 15, 15);
         sprite = std::move(other);
         EXPECT_THROW(other.show(), sprig::Error);
         const sprig::Image third = stage.render();

@@ -49,9 +49,9 @@ constexpr uint32_t kR = 0xFFFFFF00; // transparent white
 constexpr uint32_t kS = 0x12345601;
 inline const std::vector<uint32_t> kExamplePixels = {kP, kP, kP, kQ, kP, kQ, kR, kS};
 inline const std::vector<uint32_t> kExample = {
-    72,          0x6D726F46, 0x31307461, 0,          4,          2,
-    8,           12,         0x80000003, Stored(kP), 0x40000001, Stored(kQ),
-    0x00000003,  Stored(kP), Stored(kQ), Stored(kR), 0x40000001, Stored(kS)};
+    72,         0x6D726F46, 0x31307461, 0,          4,          2,
+    8,          12,         0x80000003, Stored(kP), 0x40000001, Stored(kQ),
+    0x00000003, Stored(kP), Stored(kQ), Stored(kR), 0x40000001, Stored(kS)};
 // 3 x 2 in the older encoding: a row filled from its table entry, then a
 // single pixel and a run.
 inline const std::vector<uint32_t> kOlderExample =
