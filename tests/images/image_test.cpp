@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <functional>
 #include <vector>
 
@@ -20,18 +19,17 @@ struct PackedPixels
 {
     PackedPixels(const Words& pixels, int width)
         : width(width), height(static_cast<int>(pixels.size()) / width),
-          data(CompressBuffer(pixels.data(), width, height, 4 * width))
+          words(Packs(pixels, width, height))
     {
     }
-    ~PackedPixels() { std::free(data); }
     char* record()
     {
-        rec = {width, height, data[0], data};
+        rec = {width, height, words[0], words.data()};
         return reinterpret_cast<char*>(&rec);
     }
     int width;
     int height;
-    uint32_t* data;
+    Words words;
     PictureRecord rec;
 };
 
@@ -80,11 +78,11 @@ TEST_F(Pool, NumbersSlotsReplacementAndCopies)
 
     // The pool copies the packed picture: the caller's buffer can go.
     EXPECT_EQ(SetCompressedImage(256, a.record()), 1);
-    const uint32_t size = a.data[0];
-    a.data[6] ^= 0xFFFFFFFF;
+    const uint32_t size = a.words[0];
+    a.words[6] ^= 0xFFFFFFFF;
     EXPECT_EQ(GetFreeImageNumber(), 257);
     EXPECT_EQ(ServedPixels(256), (Words{kRed, kBlackHalf, kRed}));
-    a.data[6] ^= 0xFFFFFFFF;
+    a.words[6] ^= 0xFFFFFFFF;
 
     // Copies are independent, and a copy may replace its own source (the
     // record handed to the store points into the picture it replaces).
@@ -99,7 +97,7 @@ TEST_F(Pool, NumbersSlotsReplacementAndCopies)
     GetImageInfo(300, reinterpret_cast<char*>(&info));
     EXPECT_EQ(std::vector<uint32_t>({uint32_t(info.width), uint32_t(info.height), info.size}),
               std::vector<uint32_t>({3, 1, size}));
-    EXPECT_EQ(0, memcmp(info.data, a.data, info.size));
+    EXPECT_EQ(0, memcmp(info.data, a.words.data(), info.size));
     EXPECT_FALSE(gImagePool.mImages[300]->native); // handed out to the host
 
     // The last free number, and a full pool.

@@ -6,7 +6,6 @@
 // not.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <functional>
 #include <random>
 #include <vector>
@@ -44,14 +43,6 @@ uint32_t RandomAlphaWord(std::mt19937& rng)
     const uint32_t roll = rng() % 4;
     const uint32_t alpha = roll == 0 ? 0 : roll == 1 ? 255 : 1 + rng() % 254;
     return (rng() % 3 == 0 ? 0 : static_cast<uint32_t>(rng()) & 0xFFFFFF00) | alpha;
-}
-
-// The words CompressBuffer packs the pixels into.
-std::vector<uint32_t> Packs(const std::vector<uint32_t>& pixels, int width, int height)
-{
-    Packed packed(CompressBuffer(pixels.data(), width, height, 4 * width));
-    EXPECT_TRUE(packed);
-    return WordsOf(packed.get());
 }
 
 // Stretches of 1 to 150 pixels: transparent (black or not), opaque, of one

@@ -171,10 +171,9 @@ TEST(Compress, PacketSplits)
     };
     for (const auto& [pixels, packets] : rows) {
         const auto width = static_cast<int32_t>(pixels.size());
-        Packed packed(CompressBuffer(pixels.data(), width, 1, 4 * width));
         Words rest = {7};
         rest.insert(rest.end(), packets.begin(), packets.end());
-        EXPECT_EQ(WordsOf(packed.get()), Picture("Format01", width, 1, rest)) << width;
+        EXPECT_EQ(Packs(pixels, width, 1), Picture("Format01", width, 1, rest)) << width;
     }
 
     // Height 0: the header alone, 24 bytes.
@@ -227,9 +226,8 @@ TEST(Compress, RandomPicturesRoundTripThroughEveryDecoder)
         EXPECT_LT(malloc_usable_size(packed.get()), size + 64u) << "block trimmed";
 
         // The same pixels from a plain buffer pack to the same bytes.
-        Packed fromBuffer(CompressBuffer(source.data(), width, height, 4 * width));
         const Words words = WordsOf(packed.get());
-        EXPECT_EQ(words, WordsOf(fromBuffer.get()));
+        EXPECT_EQ(words, Packs(source, width, height));
         PackedPictureInfo info;
         EXPECT_TRUE(height == 0 || CheckPackedPicture(packed.get(), size, &info)) << info.reason;
 
@@ -257,10 +255,10 @@ TEST(Compress, WideBufferBeyondWorldLimit)
     for (int v = 0; v < height; v++)
         expected.insert(expected.end(), source.begin() + v * stride,
                         source.begin() + v * stride + width);
-    Packed packed(CompressBuffer(source.data(), width, height, 4 * stride));
-    ASSERT_TRUE(packed);
+    const Words packed = Packs(source, width, height, stride);
+    ASSERT_FALSE(packed.empty());
     int32_t w, h, rowBytes;
-    EXPECT_EQ(Expanded(WordsOf(packed.get()), &w, &h, &rowBytes), expected);
+    EXPECT_EQ(Expanded(packed, &w, &h, &rowBytes), expected);
     EXPECT_EQ(CompressBuffer(source.data(), width, height, 4 * width - 4), nullptr);
     EXPECT_EQ(CompressBuffer(source.data(), width, height, 4 * width + 2), nullptr);
 }

@@ -22,6 +22,16 @@ inline std::vector<uint32_t> WordsOf(const uint32_t* picture)
     return std::vector<uint32_t>(picture, picture + picture[0] / 4);
 }
 
+// The words CompressBuffer packs pixels into, rows `stride` words apart
+// (none when it refuses them).
+inline std::vector<uint32_t> Packs(const std::vector<uint32_t>& pixels, int width, int height,
+                                   int stride = 0)
+{
+    Packed packed(CompressBuffer(pixels.data(), width, height, 4 * (stride ? stride : width)));
+    EXPECT_TRUE(packed);
+    return packed ? WordsOf(packed.get()) : std::vector<uint32_t>{};
+}
+
 // A pixel word stored as a packed picture holds it: bytes reversed.
 inline uint32_t Stored(uint32_t pixel)
 {
