@@ -385,10 +385,9 @@ TEST(HostLayer, LifetimesCannotGoWrongAndCyclesLeaveNothingBehind)
     // back every pool number (and, under LeakSanitizer, every byte).
     for (int i = 0; i < 10000; i++) {
         sprig::Stage stage(8, 8, 1 + i % 2);
-        sprig::Sprite sprite = stage.addSprite();
-        sprite.setPicture(Square(2, kRed, i % 3 ? sprig::Tint::Off : sprig::Tint::PenColour));
+        sprig::Sprite sprite =
+            Shown(stage, Square(2, kRed, i % 3 ? sprig::Tint::Off : sprig::Tint::PenColour), 0, 0);
         sprite.setPenMode(sprig::PenMode::Draw);
-        sprite.show();
         sprite.moveTo(i % 8, 5);
         if (i % 2)
             stage.render();
