@@ -170,6 +170,7 @@ TEST_F(Pool, DerivedCopiesAreCachedOneAtATime)
     Store(7, Words(10 * 4, kRed), 10);
     CImage* natural = gImagePool.mImages[7];
     EXPECT_EQ(gImagePool.GetImage(7, 40, 255), natural);
+    EXPECT_EQ(natural->GetMyCGImage(80), nullptr); // no copy at that scale yet
 
     CImage* doubled = gImagePool.GetImage(7, 80, 255);
     ASSERT_NE(doubled, nullptr);
@@ -178,6 +179,14 @@ TEST_F(Pool, DerivedCopiesAreCachedOneAtATime)
                   {uint32_t(doubled->width), uint32_t(doubled->height), doubled->scale}),
               std::vector<uint32_t>({20, 8, 80}));
     EXPECT_EQ(gImagePool.GetImage(7, 80, 255), doubled); // not rebuilt
+    // Core Graphics images only of the scales cached.
+    for (auto [scale, width, height] : {std::tuple{40, 10u, 4u}, {80, 20u, 8u}}) {
+        CGImageRef made = natural->GetMyCGImage(scale);
+        ASSERT_NE(made, nullptr);
+        EXPECT_EQ(CGImageGetWidth(made), width);
+        EXPECT_EQ(CGImageGetHeight(made), height);
+        CGImageRelease(made);
+    }
 
     CImage* fadedDouble = gImagePool.GetImage(7, 80, 128);
     EXPECT_EQ(natural->derived, doubled);
@@ -300,21 +309,6 @@ TEST(Image, PixelTestsRowsAndInfo)
     EXPECT_TRUE(IsColorizedImage(35));
     EXPECT_FALSE(IsColorizedImage(36));
     EXPECT_FALSE(IsColorizedImage(-1));
-}
-
-TEST(Image, CoreGraphicsImagesOnlyForCachedScales)
-{
-    PackedPixels a(Words(6 * 4, kRed), 6);
-    CImage image(a.record());
-    EXPECT_EQ(image.GetMyCGImage(80), nullptr); // no copy at that scale
-    image.Resize(80);
-    for (auto [scale, width, height] : {std::tuple{40, 6u, 4u}, {80, 12u, 8u}}) {
-        CGImageRef made = image.GetMyCGImage(scale);
-        ASSERT_NE(made, nullptr);
-        EXPECT_EQ(CGImageGetWidth(made), width);
-        EXPECT_EQ(CGImageGetHeight(made), height);
-        CGImageRelease(made);
-    }
 }
 
 TEST(Image, ReplaceColorCoversPaddingAndRectangles)
