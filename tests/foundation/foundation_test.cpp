@@ -149,7 +149,7 @@ TEST(ColourConversions, ToShortAndBack)
     }
 }
 
-TEST(Reduce32To16, ReducesAlphaRedGreenAndPassesOverTheKeyWord)
+TEST(Reduce32To16, ReducesAlphaRedGreenPassesOverTheKeyWordAndWorksInPlace)
 {
     // The key word leaves its destination alone; one bit away from it is
     // reduced like any other. 0xAA0C1424: bits 0-7 0x24 -> 4, 8-15 0x14 -> 2,
@@ -177,10 +177,7 @@ TEST(Reduce32To16, ReducesAlphaRedGreenAndPassesOverTheKeyWord)
     CopyReducedTo16(white.data(), small.data(), 2, 0, 8, 4);
     EXPECT_EQ(words, (std::vector<uint32_t>{1, 2, 3, 4, 5, 6, 7, 8}));
     EXPECT_EQ(small, (std::vector<uint16_t>{1, 3, 0x1111, 5, 7, 0x1111, 0x1111, 0x1111}));
-}
 
-TEST(Reduce32To16, KeyWordSurvivesBothStepsOnTheSameBuffer)
-{
     // A 3 x 2 block with a padded row, reduced in place, then packed in place
     // into 16-bit rows half as long.
     uint32_t block[8] = {0xFFF8FF00, 0x00FFFFFF, 0x0B0B0B0B, 0x99999999,
