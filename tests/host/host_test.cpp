@@ -3,14 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdlib>
 #include <functional>
 #include <optional>
 #include <random>
 
 #include "sprig/images.h"
-#include "sprig/packing.h"
 #include "sprig/sprig.hpp"
+#include "tests/packing/packing_util.h"
 
 namespace {
 
@@ -246,12 +245,10 @@ TEST(HostLayer, DrawingOnlyTheChangedAreasMatchesDrawingTheWholeView)
 // Packed bytes of a 2 x 2 picture.
 std::vector<uint8_t> PackedSquare()
 {
-    const uint32_t words[4] = {0x0000FFFF, 0x0000FFFF, 0xFF0000FF, 0xFF0000FF};
-    uint32_t* packed = CompressBuffer(words, 2, 2, 8);
-    std::vector<uint8_t> bytes(reinterpret_cast<uint8_t*>(packed),
-                               reinterpret_cast<uint8_t*>(packed) + packed[0]);
-    std::free(packed);
-    return bytes;
+    const std::vector<uint32_t> words =
+        Packs({0x0000FFFF, 0x0000FFFF, 0xFF0000FF, 0xFF0000FF}, 2, 2);
+    const auto* bytes = reinterpret_cast<const uint8_t*>(words.data());
+    return {bytes, bytes + 4 * words.size()};
 }
 
 TEST(HostLayer, BadPicturesAndArgumentsThrowNamingThem)
