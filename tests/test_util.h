@@ -73,6 +73,28 @@ inline std::vector<uint32_t> PixelsOf(GWorldPtr world, int width = -1, int heigh
     return words;
 }
 
+// Whether (h, v) lies within r, its right and bottom edges outside.
+inline bool Inside(const Rect& r, int h, int v)
+{
+    return h >= r.left && h < r.right && v >= r.top && v < r.bottom;
+}
+
+// Every pixel of a world holds what expected(h, v) gives; a failure names
+// the first that does not.
+template <class Expected>
+testing::AssertionResult EachPixel(GWorldPtr world, Expected expected)
+{
+    Rect b;
+    GetPortBounds(world, &b);
+    for (int v = 0; v < b.bottom; v++)
+        for (int h = 0; h < b.right; h++)
+            if (Pixel(world, h, v) != expected(h, v))
+                return testing::AssertionFailure()
+                       << "at " << h << "," << v << ": " << std::hex << Pixel(world, h, v)
+                       << " instead of " << expected(h, v);
+    return testing::AssertionSuccess();
+}
+
 // Every pixel of a world set to what make(h, v) gives, row by row.
 template <class Make>
 void FillEach(GWorldPtr world, Make make)

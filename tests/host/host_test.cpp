@@ -3,14 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdlib>
 #include <functional>
 #include <optional>
 #include <random>
 
 #include "sprig/images.h"
-#include "sprig/packing.h"
 #include "sprig/sprig.hpp"
+#include "tests/packing/packing_util.h"
 
 namespace {
 
@@ -45,6 +44,16 @@ sprig::Picture Disc(int size)
     return sprig::Picture::fromRgba(rgba, size, size, 4 * size);
 }
 
+// A sprite of the stage showing the picture at (x, y).
+sprig::Sprite Shown(sprig::Stage& stage, const sprig::Picture& picture, double x, double y)
+{
+    sprig::Sprite sprite = stage.addSprite();
+    sprite.setPicture(picture);
+    sprite.moveTo(x, y);
+    sprite.show();
+    return sprite;
+}
+
 // A stage pixel a render is expected to show: at zoom 2, all four view
 // pixels of it.
 struct Probe
@@ -64,10 +73,7 @@ void ExpectPixels(const sprig::Image& image, int zoom, std::initializer_list<Pro
 TEST(HostLayer, AHostDrawsWithSpritesPensAndStamps)
 {
     sprig::Stage stage(40, 30, 2);
-    sprig::Sprite sprite = stage.addSprite();
-    sprite.setPicture(Square(4, kRed));
-    sprite.moveTo(10, 10);
-    sprite.show();
+    sprig::Sprite sprite = Shown(stage, Square(4, kRed), 10, 10);
     sprig::Image frame = stage.render();
     ASSERT_EQ(frame.width(), 80);
     ASSERT_EQ(frame.height(), 60);
@@ -121,14 +127,9 @@ TEST(HostLayer, AHostDrawsWithSpritesPensAndStamps)
 TEST(HostLayer, SpritesStackScaleFadeTintAndTouch)
 {
     sprig::Stage stage(40, 30);
-    sprig::Sprite back = stage.addSprite(), front = stage.addSprite();
-    back.setPicture(Square(6, kRed));
-    front.setPicture(Square(3, {0, 0, 0, 255}, sprig::Tint::PenColour));
+    sprig::Sprite back = Shown(stage, Square(6, kRed), 20, 15);
+    sprig::Sprite front = Shown(stage, Square(3, {0, 0, 0, 255}, sprig::Tint::PenColour), 20, 15);
     front.setPenColour({0, 255, 0});
-    for (sprig::Sprite* s : {&back, &front}) {
-        s->moveTo(20, 15);
-        s->show();
-    }
     // Tinted, in front; then behind sprites of smaller z.
     ExpectPixels(stage.render(), 1, {{20, 15, {0, 255, 0, 255}}});
     EXPECT_TRUE(back.touching(front));
@@ -244,12 +245,10 @@ TEST(HostLayer, DrawingOnlyTheChangedAreasMatchesDrawingTheWholeView)
 // Packed bytes of a 2 x 2 picture.
 std::vector<uint8_t> PackedSquare()
 {
-    const uint32_t words[4] = {0x0000FFFF, 0x0000FFFF, 0xFF0000FF, 0xFF0000FF};
-    uint32_t* packed = CompressBuffer(words, 2, 2, 8);
-    std::vector<uint8_t> bytes(reinterpret_cast<uint8_t*>(packed),
-                               reinterpret_cast<uint8_t*>(packed) + packed[0]);
-    std::free(packed);
-    return bytes;
+    const std::vector<uint32_t> words =
+        Packs({0x0000FFFF, 0x0000FFFF, 0xFF0000FF, 0xFF0000FF}, 2, 2);
+    const auto* bytes = reinterpret_cast<const uint8_t*>(words.data());
+    return {bytes, bytes + 4 * words.size()};
 }
 
 TEST(HostLayer, BadPicturesAndArgumentsThrowNamingThem)
@@ -318,9 +317,7 @@ TEST(HostLayer, BadPicturesAndArgumentsThrowNamingThem)
     }
 
     // A well-formed packed picture is taken as it is.
-    sprite.setPicture(sprig::Picture::fromPackedBytes(packed));
-    sprite.moveTo(5, 5);
-    sprite.show();
+    const sprig::Sprite packedSprite = Shown(stage, sprig::Picture::fromPackedBytes(packed), 5, 5);
     EXPECT_EQ(stage.render().pixel(4, 5), (Rgba{0, 0, 255, 255}));
 
     // Letting go of a tinted picture makes room for another.
@@ -358,10 +355,7 @@ TEST(HostLayer, LifetimesCannotGoWrongAndCyclesLeaveNothingBehind)
         kept = second;
 
         // A sprite replaced by another leaves the stage.
-        sprig::Sprite other = stage.addSprite();
-        other.setPicture(*sprite.picture());
-        other.moveTo(15, 15);
-        other.show();
+        sprig::Sprite other = Shown(stage, *sprite.picture(), 15, 15);
         sprite = std::move(other);
         EXPECT_THROW(other.show(), sprig::Error);
         const sprig::Image third = stage.render();
@@ -388,10 +382,9 @@ TEST(HostLayer, LifetimesCannotGoWrongAndCyclesLeaveNothingBehind)
     // back every pool number (and, under LeakSanitizer, every byte).
     for (int i = 0; i < 10000; i++) {
         sprig::Stage stage(8, 8, 1 + i % 2);
-        sprig::Sprite sprite = stage.addSprite();
-        sprite.setPicture(Square(2, kRed, i % 3 ? sprig::Tint::Off : sprig::Tint::PenColour));
+        sprig::Sprite sprite =
+            Shown(stage, Square(2, kRed, i % 3 ? sprig::Tint::Off : sprig::Tint::PenColour), 0, 0);
         sprite.setPenMode(sprig::PenMode::Draw);
-        sprite.show();
         sprite.moveTo(i % 8, 5);
         if (i % 2)
             stage.render();

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <functional>
 #include <vector>
 
@@ -20,18 +19,17 @@ struct PackedPixels
 {
     PackedPixels(const Words& pixels, int width)
         : width(width), height(static_cast<int>(pixels.size()) / width),
-          data(CompressBuffer(pixels.data(), width, height, 4 * width))
+          words(Packs(pixels, width, height))
     {
     }
-    ~PackedPixels() { std::free(data); }
     char* record()
     {
-        rec = {width, height, data[0], data};
+        rec = {width, height, words[0], words.data()};
         return reinterpret_cast<char*>(&rec);
     }
     int width;
     int height;
-    uint32_t* data;
+    Words words;
     PictureRecord rec;
 };
 
@@ -52,6 +50,12 @@ class Pool : public testing::Test
   protected:
     void SetUp() override { ClearAllImages(); }
     void TearDown() override { ClearAllImages(); }
+    // Packs the pixels into slot `number` (the pool keeps its own copy).
+    static void Store(int32_t number, const Words& pixels, int width)
+    {
+        PackedPixels packed(pixels, width);
+        EXPECT_EQ(SetCompressedImage(number, packed.record()), 1);
+    }
 };
 
 TEST_F(Pool, NumbersSlotsReplacementAndCopies)
@@ -74,11 +78,11 @@ TEST_F(Pool, NumbersSlotsReplacementAndCopies)
 
     // The pool copies the packed picture: the caller's buffer can go.
     EXPECT_EQ(SetCompressedImage(256, a.record()), 1);
-    const uint32_t size = a.data[0];
-    a.data[6] ^= 0xFFFFFFFF;
+    const uint32_t size = a.words[0];
+    a.words[6] ^= 0xFFFFFFFF;
     EXPECT_EQ(GetFreeImageNumber(), 257);
     EXPECT_EQ(ServedPixels(256), (Words{kRed, kBlackHalf, kRed}));
-    a.data[6] ^= 0xFFFFFFFF;
+    a.words[6] ^= 0xFFFFFFFF;
 
     // Copies are independent, and a copy may replace its own source (the
     // record handed to the store points into the picture it replaces).
@@ -93,7 +97,7 @@ TEST_F(Pool, NumbersSlotsReplacementAndCopies)
     GetImageInfo(300, reinterpret_cast<char*>(&info));
     EXPECT_EQ(std::vector<uint32_t>({uint32_t(info.width), uint32_t(info.height), info.size}),
               std::vector<uint32_t>({3, 1, size}));
-    EXPECT_EQ(0, memcmp(info.data, a.data, info.size));
+    EXPECT_EQ(0, memcmp(info.data, a.words.data(), info.size));
     EXPECT_FALSE(gImagePool.mImages[300]->native); // handed out to the host
 
     // The last free number, and a full pool.
@@ -107,15 +111,8 @@ TEST_F(Pool, NumbersSlotsReplacementAndCopies)
 TEST_F(Pool, DamagedPicturesAreRefusedAndTheSlotKeepsItsPicture)
 {
     const Words keptPixels = {kRed, kBlackHalf, kClear, kRed};
-    PackedPixels kept(keptPixels, 2);
-    ASSERT_EQ(SetCompressedImage(40, kept.record()), 1);
+    Store(40, keptPixels, 2);
 
-    // 4 x 2, rows P P P Q and P Q R S; 3 x 2 of the older encoding, its first
-    // row filled from its table entry.
-    const uint32_t p = Stored(kRed), q = Stored(kBlackHalf), r = Stored(0x11223344), t = 0;
-    const Words current =
-        Picture("Format01", 4, 2, {8, 12, 0x80000003, p, 0x40000001, q, 3, p, q, r, 0x40000001, t});
-    const Words older = Picture("Compress", 3, 2, {0x81FFFFFF, 8, 0x00000001, 0xC0000002, 5});
     std::mt19937 rng(12);
     Words junk(1024);
     for (uint32_t& word : junk)
@@ -128,17 +125,17 @@ TEST_F(Pool, DamagedPicturesAreRefusedAndTheSlotKeepsItsPicture)
         std::function<void(Words&, PictureRecord&)> apply;
     };
     const Case cases[] = {
-        {"record size 0", &current, [](auto&, auto& rec) { rec.size = 0; }},
-        {"record size 24", &current, [](auto&, auto& rec) { rec.size = 24; }},
-        {"record size short of the size word", &current, [](auto&, auto& rec) { rec.size = 68; }},
-        {"older entry 0x7FFFFFFF", &older, [](auto& w, auto&) { w[7] = 0x7FFFFFFF; }},
-        {"record 65535 x 65535 over 4 x 2", &current,
+        {"record size 0", &kExample, [](auto&, auto& rec) { rec.size = 0; }},
+        {"record size 24", &kExample, [](auto&, auto& rec) { rec.size = 24; }},
+        {"record size short of the size word", &kExample, [](auto&, auto& rec) { rec.size = 68; }},
+        {"older entry 0x7FFFFFFF", &kOlderExample, [](auto& w, auto&) { w[7] = 0x7FFFFFFF; }},
+        {"record 65535 x 65535 over 4 x 2", &kExample,
          [](auto&, auto& rec) { rec.width = rec.height = 65535; }},
-        {"record one row short", &current, [](auto&, auto& rec) { rec.height = 1; }},
-        {"null address, size 0", &current,
+        {"record one row short", &kExample, [](auto&, auto& rec) { rec.height = 1; }},
+        {"null address, size 0", &kExample,
          [](auto&, auto& rec) { rec.data = nullptr, rec.size = 0; }},
         {"4 KB of junk", &junk, [](auto&, auto& rec) { rec.width = 4, rec.height = 2; }},
-        {"last flag missing", &current, [](auto& w, auto&) { w[16] = 1; }},
+        {"last flag missing", &kExample, [](auto& w, auto&) { w[16] = 1; }},
     };
     for (const Case& c : cases) {
         Words words = *c.base;
@@ -157,24 +154,23 @@ TEST_F(Pool, DamagedPicturesAreRefusedAndTheSlotKeepsItsPicture)
 
     // Sound pictures of both encodings still come in, bytes after the
     // picture included.
-    Words padded = current;
+    Words padded = kExample;
     padded.push_back(0xDEADBEEF);
     PictureRecord record = {4, 2, 4 * 19, padded.data()};
     EXPECT_EQ(SetCompressedImage(40, reinterpret_cast<char*>(&record)), 1);
     EXPECT_EQ(gImagePool.mImages[40]->size, 76u);
-    EXPECT_EQ(ServedPixels(40),
-              (Words{kRed, kRed, kRed, kBlackHalf, kRed, kBlackHalf, 0x11223344, 0}));
-    record = {3, 2, 4 * 11, older.data()};
+    EXPECT_EQ(ServedPixels(40), kExamplePixels);
+    record = {3, 2, 4 * 11, kOlderExample.data()};
     EXPECT_EQ(SetCompressedImage(40, reinterpret_cast<char*>(&record)), 1);
     EXPECT_EQ(GetImageWidth(40), 3);
 }
 
 TEST_F(Pool, DerivedCopiesAreCachedOneAtATime)
 {
-    PackedPixels a(Words(10 * 4, kRed), 10);
-    SetCompressedImage(7, a.record());
+    Store(7, Words(10 * 4, kRed), 10);
     CImage* natural = gImagePool.mImages[7];
     EXPECT_EQ(gImagePool.GetImage(7, 40, 255), natural);
+    EXPECT_EQ(natural->GetMyCGImage(80), nullptr); // no copy at that scale yet
 
     CImage* doubled = gImagePool.GetImage(7, 80, 255);
     ASSERT_NE(doubled, nullptr);
@@ -183,6 +179,14 @@ TEST_F(Pool, DerivedCopiesAreCachedOneAtATime)
                   {uint32_t(doubled->width), uint32_t(doubled->height), doubled->scale}),
               std::vector<uint32_t>({20, 8, 80}));
     EXPECT_EQ(gImagePool.GetImage(7, 80, 255), doubled); // not rebuilt
+    // Core Graphics images only of the scales cached.
+    for (auto [scale, width, height] : {std::tuple{40, 10u, 4u}, {80, 20u, 8u}}) {
+        CGImageRef made = natural->GetMyCGImage(scale);
+        ASSERT_NE(made, nullptr);
+        EXPECT_EQ(CGImageGetWidth(made), width);
+        EXPECT_EQ(CGImageGetHeight(made), height);
+        CGImageRelease(made);
+    }
 
     CImage* fadedDouble = gImagePool.GetImage(7, 80, 128);
     EXPECT_EQ(natural->derived, doubled);
@@ -214,8 +218,7 @@ TEST_F(Pool, ScaledAndFadedCopiesKeepTheirColours)
     Words pixels(8 * 8, kClear);
     for (int v = 2; v < 6; v++)
         std::fill(pixels.begin() + v * 8 + 2, pixels.begin() + v * 8 + 6, kRed);
-    PackedPixels a(pixels, 8);
-    SetCompressedImage(9, a.record());
+    Store(9, pixels, 8);
     World doubled(gImagePool.GetImage(9, 80, 255)->GetMe());
     ASSERT_TRUE(doubled);
     EXPECT_EQ(Pixel(doubled.get(), 8, 8), kRed);
@@ -239,8 +242,7 @@ TEST_F(Pool, ScaledAndFadedCopiesKeepTheirColours)
 
 TEST_F(Pool, StretchCompositesSameSizeScalesOtherSizesAndTints)
 {
-    PackedPixels a({kRed, kBlackHalf, kClear, 0xFFFFFFFF}, 2);
-    SetCompressedImage(11, a.record());
+    Store(11, {kRed, kBlackHalf, kClear, 0xFFFFFFFF}, 2);
     World dst = MakeWorld(6, 6);
     FillWith(dst.get(), 0x00FF00FF); // opaque green
     Rect src = {5, 5, 7, 7};         // only its size matters
@@ -253,8 +255,7 @@ TEST_F(Pool, StretchCompositesSameSizeScalesOtherSizesAndTints)
                      0x00FF00FF, 0xFFFFFFFF, 0x00FF00FF}));
 
     // A uniform picture drawn at three times its size covers the area.
-    PackedPixels blue(Words(4, 0xFF0000FF), 2);
-    SetCompressedImage(12, blue.record());
+    Store(12, Words(4, 0xFF0000FF), 2);
     Rect big = {0, 0, 6, 6};
     EXPECT_EQ(StretchImage(12, &src, &big, dst.get(), 0), 1);
     EXPECT_EQ(PixelsOf(dst.get()), Words(36, 0xFF0000FF));
@@ -308,21 +309,6 @@ TEST(Image, PixelTestsRowsAndInfo)
     EXPECT_TRUE(IsColorizedImage(35));
     EXPECT_FALSE(IsColorizedImage(36));
     EXPECT_FALSE(IsColorizedImage(-1));
-}
-
-TEST(Image, CoreGraphicsImagesOnlyForCachedScales)
-{
-    PackedPixels a(Words(6 * 4, kRed), 6);
-    CImage image(a.record());
-    EXPECT_EQ(image.GetMyCGImage(80), nullptr); // no copy at that scale
-    image.Resize(80);
-    for (auto [scale, width, height] : {std::tuple{40, 6u, 4u}, {80, 12u, 8u}}) {
-        CGImageRef made = image.GetMyCGImage(scale);
-        ASSERT_NE(made, nullptr);
-        EXPECT_EQ(CGImageGetWidth(made), width);
-        EXPECT_EQ(CGImageGetHeight(made), height);
-        CGImageRelease(made);
-    }
 }
 
 TEST(Image, ReplaceColorCoversPaddingAndRectangles)

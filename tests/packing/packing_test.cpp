@@ -12,18 +12,9 @@
 
 namespace {
 
-// Four different pixel words (alpha in bits 0-7).
-constexpr uint32_t P = 0x0000FFFF; // opaque pure red
-constexpr uint32_t Q = 0x11223380;
-constexpr uint32_t R = 0xFFFFFF00; // transparent white
-constexpr uint32_t S = 0x12345601;
+constexpr uint32_t P = kP, Q = kQ, R = kR, S = kS;
 using Words = std::vector<uint32_t>;
-
-// The rows P P P Q and P Q R S: a run, a literal of 3 and two literals of 1.
-const Words kPixels = {P, P, P, Q, P, Q, R, S};
-const Words kExample = {72,         0x6D726F46, 0x31307461, 0,         4,          2,
-                        8,          12,         0x80000003, Stored(P), 0x40000001, Stored(Q),
-                        0x00000003, Stored(P),  Stored(Q),  Stored(R), 0x40000001, Stored(S)};
+const Words& kPixels = kExamplePixels;
 
 TEST(PackedPicture, WorkedExampleBothWays)
 {
@@ -32,11 +23,6 @@ TEST(PackedPicture, WorkedExampleBothWays)
     Packed packed(Compress(world.get(), 0, 0, 4, 2, false));
     ASSERT_TRUE(packed);
     EXPECT_EQ(WordsOf(packed.get()), kExample);
-    // The signature's bytes, then the run's control word and its red pixel.
-    const auto* bytes = reinterpret_cast<const uint8_t*>(packed.get());
-    EXPECT_EQ(std::string(bytes + 4, bytes + 12), "Format01");
-    EXPECT_EQ(std::vector<uint8_t>(bytes + 32, bytes + 40),
-              (std::vector<uint8_t>{0x03, 0x00, 0x00, 0x80, 0x00, 0x00, 0xFF, 0xFF}));
 
     int32_t width = -1, height = -1, rowBytes = -1;
     EXPECT_EQ(Expanded(kExample, &width, &height, &rowBytes), kPixels);
@@ -185,10 +171,9 @@ TEST(Compress, PacketSplits)
     };
     for (const auto& [pixels, packets] : rows) {
         const auto width = static_cast<int32_t>(pixels.size());
-        Packed packed(CompressBuffer(pixels.data(), width, 1, 4 * width));
         Words rest = {7};
         rest.insert(rest.end(), packets.begin(), packets.end());
-        EXPECT_EQ(WordsOf(packed.get()), Picture("Format01", width, 1, rest)) << width;
+        EXPECT_EQ(Packs(pixels, width, 1), Picture("Format01", width, 1, rest)) << width;
     }
 
     // Height 0: the header alone, 24 bytes.
@@ -241,9 +226,8 @@ TEST(Compress, RandomPicturesRoundTripThroughEveryDecoder)
         EXPECT_LT(malloc_usable_size(packed.get()), size + 64u) << "block trimmed";
 
         // The same pixels from a plain buffer pack to the same bytes.
-        Packed fromBuffer(CompressBuffer(source.data(), width, height, 4 * width));
         const Words words = WordsOf(packed.get());
-        EXPECT_EQ(words, WordsOf(fromBuffer.get()));
+        EXPECT_EQ(words, Packs(source, width, height));
         PackedPictureInfo info;
         EXPECT_TRUE(height == 0 || CheckPackedPicture(packed.get(), size, &info)) << info.reason;
 
@@ -262,19 +246,19 @@ TEST(Compress, RandomPicturesRoundTripThroughEveryDecoder)
 
 TEST(Compress, WideBufferBeyondWorldLimit)
 {
-    // Plain buffers are not bound by the widest world.
-    const int width = 6000, height = 3;
-    Words source(static_cast<size_t>(width + 5) * height, 0x12345678);
+    // Plain buffers are not bound by the widest world; their rows may be
+    // padded, but no closer than a row of pixels nor at a part of a word.
+    const int width = 6000, height = 3, stride = width + 5;
+    Words source(static_cast<size_t>(stride) * height, 0x12345678), expected;
     for (size_t i = 0; i < source.size(); i += 7)
         source[i] = static_cast<uint32_t>(i);
-    Packed packed(CompressBuffer(source.data(), width, height, 4 * (width + 5)));
-    ASSERT_TRUE(packed);
-    int32_t w, h, rowBytes;
-    const Words pixels = Expanded(WordsOf(packed.get()), &w, &h, &rowBytes);
     for (int v = 0; v < height; v++)
-        EXPECT_TRUE(std::equal(pixels.begin() + v * width, pixels.begin() + (v + 1) * width,
-                               source.begin() + v * (width + 5)))
-            << "row " << v;
+        expected.insert(expected.end(), source.begin() + v * stride,
+                        source.begin() + v * stride + width);
+    const Words packed = Packs(source, width, height, stride);
+    ASSERT_FALSE(packed.empty());
+    int32_t w, h, rowBytes;
+    EXPECT_EQ(Expanded(packed, &w, &h, &rowBytes), expected);
     EXPECT_EQ(CompressBuffer(source.data(), width, height, 4 * width - 4), nullptr);
     EXPECT_EQ(CompressBuffer(source.data(), width, height, 4 * width + 2), nullptr);
 }
@@ -297,15 +281,13 @@ std::vector<uint32_t> Counts(const PackedPictureInfo& info)
             info.runs,     info.literals,        info.filledRows};
 }
 
-TEST(CheckPackedPicture, GoodPicturesAndTheirCounts)
+TEST(CheckPackedPicture, GoodPicturesTheirCountsAndEachKindOfDamage)
 {
-    // Bytes after the picture are allowed; the older encoding has a filled
-    // row, single pixels and a run.
-    const Words older = Picture("Compress", 3, 2, {0x81FFFFFF, 8, 0x00000001, 0xC0000002, 5});
+    // Bytes after the picture are allowed.
     const std::tuple<const Words*, size_t, std::vector<uint32_t>> cases[] = {
         {&kExample, 72, {kPackedCurrent, 4, 2, 72, 1, 3, 0}},
         {&kExample, 80, {kPackedCurrent, 4, 2, 72, 1, 3, 0}},
-        {&older, 44, {kPackedOlder, 3, 2, 44, 1, 1, 1}},
+        {&kOlderExample, 44, {kPackedOlder, 3, 2, 44, 1, 1, 1}},
     };
     for (const auto& [words, length, counts] : cases) {
         PackedPictureInfo info;
@@ -314,12 +296,9 @@ TEST(CheckPackedPicture, GoodPicturesAndTheirCounts)
         EXPECT_EQ(Counts(info), counts);
         EXPECT_STREQ(info.reason, "");
     }
-}
 
-TEST(CheckPackedPicture, EachKindOfDamage)
-{
     // Each case sets one word of the example.
-    const std::tuple<size_t, uint32_t, const char*> cases[] = {
+    const std::tuple<size_t, uint32_t, const char*> damages[] = {
         {1, 0, "signature is neither"},
         {4, 0, "width 0 is outside 1..32767"},
         {4, 32768, "width 32768"},
@@ -336,7 +315,7 @@ TEST(CheckPackedPicture, EachKindOfDamage)
         {8, 0x80000000, "row 0: run of 0 pixels"},
         {12, 0, "row 1: literal of 0 pixels"},
     };
-    for (const auto& [at, word, reason] : cases) {
+    for (const auto& [at, word, reason] : damages) {
         Words words = kExample;
         words[at] = word;
         EXPECT_NE(Reason(words).find(reason), std::string::npos)
@@ -358,39 +337,6 @@ TEST(CheckPackedPicture, EachKindOfDamage)
     EXPECT_NE(Reason(older).find("row 0: its last packet lacks the last flag"), std::string::npos);
     older[6] = 2;
     EXPECT_NE(Reason(older).find("table entry 2"), std::string::npos);
-}
-
-TEST(CheckPackedPicture16, GoodAndDamaged)
-{
-    uint32_t values[6] = {7, 7, 7, 1, 2, 3};
-    CPackedPict pict(3, 2, 3, values);
-    uint32_t size = 0;
-    Packed data(pict.GetPackedData(size));
-    PackedPictureInfo info;
-    ASSERT_TRUE(CheckPackedPicture16(data.get(), size, &info)) << info.reason;
-    EXPECT_EQ(Counts(info), (std::vector<uint32_t>{kPacked16, 3, 2, 30, 1, 1, 0}));
-
-    // Bytes: header 12, table 8, row 0 = 82 07 00, row 1 = 02 01 00 02 00 03 00;
-    // each case sets one byte (byte 0 to 3 changes nothing) and gives a length.
-    ASSERT_EQ(size, 30u);
-    const std::tuple<size_t, uint8_t, size_t, const char*> cases[] = {
-        {0, 3, 11, "12-byte header"},
-        {0, 3, 29, "size word says 18 bytes"},
-        {0, 0, 30, "width 0"},
-        {6, 1, 30, "height 65538"},
-        {16, 18, 30, "row 1: table entry 18"},
-        {20, 0x83, 30, "row 0: packets cover more"},
-        {8, 17, 30, "row 1: literal of 3 pixels at byte 23"},
-        {23, 0x03, 30, "row 1: literal of 4"},
-    };
-    for (const auto& [at, byte, length, reason] : cases) {
-        std::vector<uint8_t> bytes(reinterpret_cast<uint8_t*>(data.get()),
-                                   reinterpret_cast<uint8_t*>(data.get()) + size);
-        bytes[at] = byte;
-        EXPECT_FALSE(CheckPackedPicture16(bytes.data(), length, &info));
-        EXPECT_NE(std::string(info.reason).find(reason), std::string::npos)
-            << "expected '" << reason << "', got '" << info.reason << "'";
-    }
 }
 
 // The packets of one row: (run?, count) pairs, read back from the bytes.
@@ -437,7 +383,7 @@ TEST(SixteenBit, PacketLimits)
     EXPECT_EQ(Packets({0x10001, 0x00001}), (P{{false, 2}}));
 }
 
-TEST(SixteenBit, PackedDataBytes)
+TEST(SixteenBit, PackedDataBytesAndTheirDamage)
 {
     // 3 x 2: 0x001F 0x001F 0x7C00 / 0xFFFF 0x03E0 0x03E0, rows 4 words apart.
     uint32_t values[8] = {0x001F, 0x001F, 0x7C00, 0xAAAA, 0xFFFF, 0x03E0, 0x03E0, 0xBBBB};
@@ -451,6 +397,9 @@ TEST(SixteenBit, PackedDataBytes)
                                            0x00, 0xFF, 0xFF, 0x81, 0xE0, 0x03};      // row 1
     const auto* bytes = reinterpret_cast<const uint8_t*>(data.get());
     EXPECT_EQ(std::vector<uint8_t>(bytes, bytes + size), expected);
+    PackedPictureInfo info;
+    ASSERT_TRUE(CheckPackedPicture16(data.get(), size, &info)) << info.reason;
+    EXPECT_EQ(Counts(info), (std::vector<uint32_t>{kPacked16, 3, 2, 32, 2, 2, 0}));
 
     // Stream operators read back what they wrote.
     uint32_t* cursor = data.get();
@@ -461,6 +410,25 @@ TEST(SixteenBit, PackedDataBytes)
     EXPECT_EQ(header.Size(), 20u);
     EXPECT_EQ(table.entries[1], 6u);
     EXPECT_EQ(reinterpret_cast<uint8_t*>(cursor) - bytes, 20);
+
+    // Each case sets one byte (byte 0 to 3 changes nothing) and gives a length.
+    const std::tuple<size_t, uint8_t, size_t, const char*> cases[] = {
+        {0, 3, 11, "12-byte header"},
+        {0, 3, 31, "size word says 20 bytes"},
+        {0, 0, 32, "width 0"},
+        {6, 1, 32, "height 65538"},
+        {16, 18, 32, "row 1: table entry 18"},
+        {20, 0x83, 32, "row 0: packets cover more"},
+        {8, 19, 32, "row 1: run of 2 pixels at byte 29 runs past"},
+        {26, 0x03, 32, "row 1: literal of 4"},
+    };
+    for (const auto& [at, byte, length, reason] : cases) {
+        std::vector<uint8_t> damaged = expected;
+        damaged[at] = byte;
+        EXPECT_FALSE(CheckPackedPicture16(damaged.data(), length, &info));
+        EXPECT_NE(std::string(info.reason).find(reason), std::string::npos)
+            << "expected '" << reason << "', got '" << info.reason << "'";
+    }
 }
 
 TEST(SixteenBit, RowDecoding)

@@ -134,45 +134,37 @@ TEST(PaintLineTo, StampsAtEveryStepPoint)
 
 TEST(PaintSpray, DotsPerStepRoundUpOffsetsWrapAndStepsAddJustBelowAHalf)
 {
-    // Offsets spread over the box, one with a negative row offset.
-    uint16_t offsets[7] = {0x0000, 0x0105, 0x0A02, 0x1F1F, 0xFF07, 0x0310, 0x1203};
-    // The dots for (4, 2) to (8, 2), `each` at every step, from offset first.
-    auto dots = [&offsets](int first, int each) {
-        Points points;
-        for (int x = 4, index = first; x <= 8; x++)
-            for (int d = 0; d < each; d++, index = (index + 1) % 7)
-                points.push_back(
-                    {x + (offsets[index] & 0xFF), 2 + static_cast<int8_t>(offsets[index] >> 8)});
-        return points;
+    // Offsets (row << 8 | column) spread over the box, one with a negative
+    // row offset; and one offset of none.
+    uint16_t offsets[7] = {0x0000, 0x0105, 0x0A02, 0x1F1F, 0xFF07, 0x0310, 0x1203}, origin = 0;
+    const Rect line = R(4, 2, 8, 2);
+    // Along (4, 2) to (8, 2), 10 dots over 5 step points are 2 at each,
+    // offsets 5, 6, 0, 1, ...; 13 dots are 2.6 a step: 3 at each, 15 in all.
+    // One dot over 5 steps is 0.2 a step: still one at each step. (0, 0) to
+    // (1, 2): x steps 0, 0.5, 1.0; with 0.499 the middle one stays on 0,
+    // where a brush line would round it up to 1. (5, 0) to (4, 2): x steps
+    // -0.5 and -1.0 both truncate to 0. No dots for 0 or fewer.
+    const Points two = {{20, 5},  {7, 20}, {5, 2},  {10, 3},  {8, 12},
+                        {37, 33}, {14, 1}, {23, 5}, {11, 20}, {8, 2}};
+    const Points three = {{4, 2},  {9, 3},  {6, 12},  {36, 33}, {12, 1}, {21, 5},  {9, 20}, {6, 2},
+                          {11, 3}, {9, 12}, {38, 33}, {14, 1},  {24, 5}, {11, 20}, {8, 2}};
+    const std::tuple<Rect, uint16_t*, int, int, int, Points> cases[] = {
+        {line, offsets, 5, 7, 10, two},
+        {line, offsets, 0, 7, 13, three},
+        {line, &origin, 0, 1, 1, {{4, 2}, {5, 2}, {6, 2}, {7, 2}, {8, 2}}},
+        {R(0, 0, 1, 2), &origin, 0, 1, 3, {{0, 0}, {0, 1}, {1, 2}}},
+        {R(5, 0, 4, 2), &origin, 0, 1, 3, {{5, 0}, {5, 1}, {5, 2}}},
+        {line, &origin, 0, 1, 0, {}},
+        {line, &origin, 0, 1, -5, {}},
     };
-    Rect line = R(4, 2, 8, 2);
-    // 10 dots over 5 step points: 2 at each, offsets 5, 6, 0, 1, ...
-    // 13 dots is 2.6 a step: 3 at each, 15 in all.
-    for (auto [first, count, each] : {std::tuple{5, 10, 2}, {0, 13, 3}}) {
+    for (auto [from, table, first, size, count, points] : cases) {
         Painting p(40, 20);
         counter = 9;
-        EXPECT_EQ(PaintSpray(&line, offsets, first, 7, count, &p.state), 1);
+        EXPECT_EQ(PaintSpray(&from, table, first, size, count, &p.state), 1);
         EXPECT_EQ(counter, 9);
-        EXPECT_MASK(p, Dotted(p, dots(first, each)));
+        EXPECT_MASK(p, Dotted(p, points));
         // The index is not handed back: the same call sets the same bytes.
-        PaintSpray(&line, offsets, first, 7, count, &p.state);
-        EXPECT_MASK(p, Dotted(p, dots(first, each)));
-    }
-    // One dot over 5 steps is 0.2 a step: still one dot at each step.
-    // (0, 0) to (1, 2): x steps 0, 0.5, 1.0; with 0.499 the middle one stays
-    // on 0, where a brush line would round it up to 1. (5, 0) to (4, 2): x
-    // steps -0.5 and -1.0 both truncate to 0.
-    uint16_t origin = 0;
-    const std::tuple<Rect, int, Points> single[] = {
-        {line, 1, {{4, 2}, {5, 2}, {6, 2}, {7, 2}, {8, 2}}},
-        {R(0, 0, 1, 2), 3, {{0, 0}, {0, 1}, {1, 2}}},
-        {R(5, 0, 4, 2), 3, {{5, 0}, {5, 1}, {5, 2}}},
-        {line, 0, {}}, // no dots for 0 or fewer
-        {line, -5, {}},
-    };
-    for (auto [from, count, points] : single) {
-        Painting p(40, 20);
-        PaintSpray(&from, &origin, 0, 1, count, &p.state);
+        PaintSpray(&from, table, first, size, count, &p.state);
         EXPECT_MASK(p, Dotted(p, points));
     }
 }

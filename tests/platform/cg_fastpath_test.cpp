@@ -160,13 +160,9 @@ TEST(ImageFastPath, AWorldDrawnOverItselfIsReadBeforeItIsChanged)
     World world = MakeWorld(20, 12);
     FillMixed(world.get(), rng);
     World expected = CopyOf(world.get());
-    Picture p;
-    p.width = 20;
-    p.height = 12;
-    p.rowBytes = 80;
-    const std::vector<uint32_t> words = Words(world.get());
-    p.block.assign(reinterpret_cast<const uint8_t*>(words.data()),
-                   reinterpret_cast<const uint8_t*>(words.data() + words.size()));
+    const std::vector<uint32_t> words = PixelsOf(world.get());
+    const auto* bytes = reinterpret_cast<const uint8_t*>(words.data());
+    const Picture p = {20, 12, 80, 0, kCGImageAlphaFirst, {bytes, bytes + 4 * words.size()}};
     DrawThroughCairo(expected.get(), p, 1, 1, nullptr);
 
     ImageOver image(world.get());

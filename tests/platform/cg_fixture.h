@@ -24,25 +24,12 @@ inline Rect Bounds(GWorldPtr world)
     return b;
 }
 
-// Every word of a world, row by row.
-inline std::vector<uint32_t> Words(GWorldPtr world)
-{
-    const Rect b = Bounds(world);
-    std::vector<uint32_t> words;
-    for (int v = 0; v < b.bottom; v++)
-        for (int h = 0; h < b.right; h++)
-            words.push_back(Pixel(world, h, v));
-    return words;
-}
-
 // A new world of the same size holding the same words.
 inline World CopyOf(GWorldPtr world)
 {
     const Rect b = Bounds(world);
     World copy = MakeWorld(b.right, b.bottom);
-    for (int v = 0; v < b.bottom; v++)
-        for (int h = 0; h < b.right; h++)
-            Pixel(copy.get(), h, v) = Pixel(world, h, v);
+    FillEach(copy.get(), [world](int h, int v) { return Pixel(world, h, v); });
     return copy;
 }
 
@@ -50,14 +37,7 @@ inline World CopyOf(GWorldPtr world)
 // that differs.
 inline testing::AssertionResult SameWords(GWorldPtr actual, GWorldPtr expected)
 {
-    const Rect b = Bounds(actual);
-    for (int v = 0; v < b.bottom; v++)
-        for (int h = 0; h < b.right; h++)
-            if (Pixel(actual, h, v) != Pixel(expected, h, v))
-                return testing::AssertionFailure()
-                       << "at " << h << "," << v << ": " << std::hex << Pixel(actual, h, v)
-                       << " instead of " << Pixel(expected, h, v);
-    return testing::AssertionSuccess();
+    return EachPixel(actual, [expected](int h, int v) { return Pixel(expected, h, v); });
 }
 
 // Words of every alpha, transparent and opaque ones among them.
