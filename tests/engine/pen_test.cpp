@@ -118,42 +118,13 @@ TEST_F(Pen, LinesAcrossEdgesAreDrawnInPieces)
           {R(27, 7, 40, 13), R(0, 7, 4, 13)});
 }
 
-TEST_F(Pen, ZeroLengthMovesMarkADot)
+// A move with the pen up draws and marks nothing. (Dots, and erasers of
+// every width, are among the long lines compared with the plain loop.)
+TEST_F(Pen, PenUpDrawsNothing)
 {
-    Line(10, 10, 10, 10, 1, 0);
-    EXPECT_EQ(
-        Mismatch(background.get(), [](int h, int v) { return h == 10 && v == 10 ? kRed : kClear; }),
-        "");
-    EXPECT_EQ(Pending(*list), std::vector<Rect>{R(9, 9, 11, 11)});
-
-    // (Antialiased dots, lengthened along both axes, are among the long
-    // lines compared with the plain loop.)
-
-    // Pen up: nothing drawn, nothing marked.
-    MakeStage(kWidth, kHeight);
     Line(5, 5, 30, 25, 3, 0, 255, 0);
     EXPECT_EQ(Mismatch(background.get(), kClear), "");
     EXPECT_TRUE(Pending(*list).empty());
-}
-
-TEST_F(Pen, EraseLeavesOnlyExactMarkerPixelsTransparent)
-{
-    FillOffscreen(background.get(), kGreen);
-    Pixel(background.get(), 20, 8) = kMarker;  // in the eraser's mark, off its stroke
-    Pixel(background.get(), 20, 20) = kMarker; // outside the mark
-    Line(5, 10, 30, 10, 1, 0, 100, 2);
-    // Stroked one pixel wide, marked with a margin of 2.
-    EXPECT_EQ(Pending(*list), std::vector<Rect>{R(3, 8, 32, 12)});
-    EXPECT_EQ(Mismatch(background.get(),
-                       [](int h, int v) {
-                           const bool erased =
-                               (v == 10 && h >= 5 && h <= 30) || (h == 20 && v == 8);
-                           return erased ? kErased : h == 20 && v == 20 ? kMarker : kGreen;
-                       }),
-              "");
-
-    // (Antialiased and wide erasers are among the long lines compared with
-    // the plain loop.)
 }
 
 // Lines whose coordinates are not numbers, pens of no width, long lines and
