@@ -68,17 +68,8 @@ inline std::vector<Rect> Invalidated(HIViewRef view)
 template <typename Want>
 std::string Mismatch(GWorldPtr world, Want want)
 {
-    Rect b;
-    GetPortBounds(world, &b);
-    for (int v = 0; v < b.bottom; v++)
-        for (int h = 0; h < b.right; h++)
-            if (Pixel(world, h, v) != want(h, v)) {
-                std::ostringstream out;
-                out << std::hex << Pixel(world, h, v) << " instead of " << want(h, v) << std::dec
-                    << " at " << h << ", " << v;
-                return out.str();
-            }
-    return "";
+    const testing::AssertionResult each = EachPixel(world, want);
+    return each ? "" : each.message();
 }
 inline std::string Mismatch(GWorldPtr world, GWorldPtr expected)
 {
