@@ -50,32 +50,102 @@ void ClearSurface(GWorldPtr surface)
                     static_cast<size_t>(bounds.bottom) * static_cast<size_t>(GetPixRowBytes(pm)));
 }
 
-// Both kinds of cell grid below cut the surface into cells of this size.
-constexpr int kCell = 16;
-
-// The box of cells first <= column < end of a row, cut to the bounds.
-Rect CellRun(int row, int first, int end, const Rect& bounds)
+// The rows of box made 0 in pixels whose first row is the surface's row
+// origin (rows rowBytes bytes apart).
+void ClearBox(uint8_t* pixels, size_t rowBytes, const Rect& box, int origin)
 {
-    Rect r;
-    r.left = static_cast<int16_t>(first * kCell);
-    r.top = static_cast<int16_t>(row * kCell);
-    r.right = static_cast<int16_t>(std::min<int>(end * kCell, bounds.right));
-    r.bottom = static_cast<int16_t>(std::min<int>((row + 1) * kCell, bounds.bottom));
-    return r;
+    for (int v = box.top; v < box.bottom; v++)
+        std::memset(pixels + static_cast<size_t>(v - origin) * rowBytes +
+                        4 * static_cast<size_t>(box.left),
+                    0, 4 * static_cast<size_t>(box.right - box.left));
 }
 
-// Where the sprite surface may hold pixels other than 0: everything (then
-// the whole of its memory, row padding included, is cleared as ClearSurface
-// clears it), or a set of boxes, kept as they are while they are few and as
-// cells of 16 x 16 pixels beyond that.
-class Dirt
+// The surface cut into cells of 16 x 16 pixels, some of them marked: boxes
+// mark the cells they meet, and the marked cells are handed back as boxes,
+// one for each run of marked cells in a row of cells, cut to the bounds. A
+// cost that grows with the boxes' area, not with their number squared.
+class CellGrid
 {
   public:
-    explicit Dirt(const Rect& bounds)
+    explicit CellGrid(const Rect& bounds)
         : mBounds(bounds), mColumns((bounds.right + kCell - 1) / kCell),
           mRows((bounds.bottom + kCell - 1) / kCell)
     {
     }
+
+    bool Empty() const { return mCells.empty(); }
+
+    // The cells r meets marked; r lies within the bounds and is not empty.
+    void Mark(const Rect& r)
+    {
+        if (mCells.empty()) {
+            mCells.assign(static_cast<size_t>(mColumns) * static_cast<size_t>(mRows), 0);
+            mSpans.assign(static_cast<size_t>(mRows), {mColumns, 0});
+        }
+        const int first = r.left / kCell, last = (r.right - 1) / kCell;
+        for (int row = r.top / kCell; row <= (r.bottom - 1) / kCell; row++) {
+            std::memset(&mCells[static_cast<size_t>(row * mColumns + first)], 1,
+                        static_cast<size_t>(last - first + 1));
+            Span& span = mSpans[static_cast<size_t>(row)];
+            span.first = std::min(span.first, first);
+            span.end = std::max(span.end, last + 1);
+        }
+    }
+
+    // use(box) for each run of marked cells, row by row, left to right.
+    template <class Use>
+    void ForEachRun(Use use) const
+    {
+        for (int row = 0; !mCells.empty() && row < mRows; row++) {
+            const uint8_t* cells = &mCells[static_cast<size_t>(row * mColumns)];
+            const Span& span = mSpans[static_cast<size_t>(row)];
+            for (int column = span.first; column < span.end;) {
+                if (!cells[column]) {
+                    column++;
+                    continue;
+                }
+                const int first = column;
+                while (column < span.end && cells[column])
+                    column++;
+                use(CellRun(row, first, column));
+            }
+        }
+    }
+
+  private:
+    static constexpr int kCell = 16;
+
+    // The columns of a row of cells between its first and last marked one.
+    struct Span
+    {
+        int first, end;
+    };
+
+    // The box of cells first <= column < end of a row, cut to the bounds.
+    Rect CellRun(int row, int first, int end) const
+    {
+        Rect r;
+        r.left = static_cast<int16_t>(first * kCell);
+        r.top = static_cast<int16_t>(row * kCell);
+        r.right = static_cast<int16_t>(std::min<int>(end * kCell, mBounds.right));
+        r.bottom = static_cast<int16_t>(std::min<int>((row + 1) * kCell, mBounds.bottom));
+        return r;
+    }
+
+    Rect mBounds;
+    int mColumns, mRows;
+    std::vector<uint8_t> mCells; // made when the first box is marked
+    std::vector<Span> mSpans;
+};
+
+// Where the sprite surface may hold pixels other than 0: everything (then
+// the whole of its memory, row padding included, is cleared as ClearSurface
+// clears it), or a set of boxes, kept as they are while they are few and as
+// cells beyond that.
+class Dirt
+{
+  public:
+    explicit Dirt(const Rect& bounds) : mBounds(bounds), mCells(bounds) {}
 
     void MarkAll() { mAll = true; }
 
@@ -84,17 +154,14 @@ class Dirt
         Rect r;
         if (mAll || !SectRect(&box, &mBounds, &r))
             return;
-        if (mCells.empty() && mBoxes.size() < kFewBoxes) {
+        if (mCells.Empty() && mBoxes.size() < kFewBoxes) {
             mBoxes.push_back(r);
             return;
         }
-        if (mCells.empty()) {
-            mCells.assign(static_cast<size_t>(mColumns) * static_cast<size_t>(mRows), 0);
-            for (const Rect& b : mBoxes)
-                MarkCells(b);
-            mBoxes.clear();
-        }
-        MarkCells(r);
+        for (const Rect& b : mBoxes)
+            mCells.Mark(b);
+        mBoxes.clear();
+        mCells.Mark(r);
     }
 
     // Every pixel that may be other than 0 made 0.
@@ -108,50 +175,18 @@ class Dirt
         PixMapHandle pm = GetGWorldPixMap(surface);
         auto* base = reinterpret_cast<uint8_t*>(GetPixBaseAddr(pm));
         const auto rowBytes = static_cast<size_t>(GetPixRowBytes(pm));
-        ForEachBox([base, rowBytes](const Rect& box) {
-            for (int v = box.top; v < box.bottom; v++)
-                std::memset(base + static_cast<size_t>(v) * rowBytes +
-                                4 * static_cast<size_t>(box.left),
-                            0, 4 * static_cast<size_t>(box.right - box.left));
-        });
+        const auto clear = [base, rowBytes](const Rect& box) { ClearBox(base, rowBytes, box, 0); };
+        for (const Rect& box : mBoxes)
+            clear(box);
+        mCells.ForEachRun(clear);
     }
 
   private:
-    template <class Use>
-    void ForEachBox(Use use) const
-    {
-        for (const Rect& box : mBoxes)
-            use(box);
-        for (int row = 0; !mCells.empty() && row < mRows; row++) {
-            const uint8_t* cells = &mCells[static_cast<size_t>(row * mColumns)];
-            for (int column = 0; column < mColumns;) {
-                if (!cells[column]) {
-                    column++;
-                    continue;
-                }
-                const int first = column;
-                while (column < mColumns && cells[column])
-                    column++;
-                Rect r = CellRun(row, first, column, mBounds);
-                use(r);
-            }
-        }
-    }
-
-    void MarkCells(const Rect& r)
-    {
-        const int first = r.left / kCell, last = (r.right - 1) / kCell;
-        for (int row = r.top / kCell; row <= (r.bottom - 1) / kCell; row++)
-            std::memset(&mCells[static_cast<size_t>(row * mColumns + first)], 1,
-                        static_cast<size_t>(last - first + 1));
-    }
-
     static constexpr size_t kFewBoxes = 64;
     Rect mBounds;
-    int mColumns, mRows;
     bool mAll = false;
-    std::vector<Rect> mBoxes;    // while there are few
-    std::vector<uint8_t> mCells; // beyond that
+    std::vector<Rect> mBoxes; // while there are few
+    CellGrid mCells;          // beyond that
 };
 
 // What Output does for a sprite without a frame whose picture is drawn at
@@ -253,20 +288,13 @@ void ClearSpriteSurface(GWorldPtr surface)
     TakeDirt(surface, bounds).Clear(surface);
 }
 
-// The area the sprites of one draw cover, kept as cells of 16 x 16 pixels
-// of the surface: adding a sprite's box marks the cells it meets, and the
-// cover hands back the marked cells as disjoint boxes, a run of cells in a
-// row of cells each (or, for a few sprites, their own boxes). The boxes hold
-// every pixel added (and a little more), however many sprites overlap, at a
-// cost that grows with the sprites' area, not with their number squared.
+// The area the sprites of one draw cover, kept as cells (or, for a few
+// sprites, as their own boxes): the boxes hold every pixel added (and a
+// little more), however many sprites overlap.
 class Cover
 {
   public:
-    explicit Cover(const Rect& bounds)
-        : mBounds(bounds), mColumns((bounds.right + kCell - 1) / kCell),
-          mRows((bounds.bottom + kCell - 1) / kCell)
-    {
-    }
+    explicit Cover(const Rect& bounds) : mBounds(bounds), mCells(bounds) {}
 
     // Where a sprite's Output can have changed pixels: its rectangle (the
     // picture and its frame lie within it) with two pixels to spare.
@@ -278,18 +306,7 @@ class Cover
             return;
         if (mExact.size() <= kExactLimit)
             mExact.push_back(r);
-        if (mCells.empty()) {
-            mCells.assign(static_cast<size_t>(mColumns) * static_cast<size_t>(mRows), 0);
-            mSpans.assign(static_cast<size_t>(mRows), {mColumns, 0});
-        }
-        const int first = r.left / kCell, last = (r.right - 1) / kCell;
-        for (int row = r.top / kCell; row <= (r.bottom - 1) / kCell; row++) {
-            std::memset(&mCells[static_cast<size_t>(row * mColumns + first)], 1,
-                        static_cast<size_t>(last - first + 1));
-            Span& span = mSpans[static_cast<size_t>(row)];
-            span.first = std::min(span.first, first);
-            span.end = std::max(span.end, last + 1);
-        }
+        mCells.Mark(r);
     }
 
     // The boxes (disjoint ones when they are cells), cut to the bounds, each
@@ -297,43 +314,23 @@ class Cover
     std::vector<Rect> Boxes(uint32_t factor) const
     {
         std::vector<Rect> boxes;
-        if (mCells.empty())
+        const auto add = [&boxes, factor](Rect r) {
+            if (factor > 1)
+                Multiply(r, factor);
+            boxes.push_back(r);
+        };
+        if (mCells.Empty())
             return boxes;
         if (mExact.size() <= kExactLimit) {
-            for (Rect r : mExact) {
-                if (factor > 1)
-                    Multiply(r, factor);
-                boxes.push_back(r);
-            }
+            for (const Rect& r : mExact)
+                add(r);
             return boxes;
         }
-        for (int row = 0; row < mRows; row++) {
-            const uint8_t* cells = &mCells[static_cast<size_t>(row * mColumns)];
-            const Span& span = mSpans[static_cast<size_t>(row)];
-            for (int column = span.first; column < span.end;) {
-                if (!cells[column]) {
-                    column++;
-                    continue;
-                }
-                const int first = column;
-                while (column < span.end && cells[column])
-                    column++;
-                Rect r = CellRun(row, first, column, mBounds);
-                if (factor > 1)
-                    Multiply(r, factor);
-                boxes.push_back(r);
-            }
-        }
+        mCells.ForEachRun(add);
         return boxes;
     }
 
   private:
-    // The columns of a row of cells between its first and last marked one.
-    struct Span
-    {
-        int first, end;
-    };
-
     static void Multiply(Rect& r, uint32_t factor)
     {
         r.left = static_cast<int16_t>(static_cast<uint32_t>(r.left) * factor);
@@ -346,9 +343,7 @@ class Cover
     // handed back: fewer pixels than whole cells, and few enough boxes.
     static constexpr size_t kExactLimit = 32;
     Rect mBounds;
-    int mColumns, mRows;
-    std::vector<uint8_t> mCells; // made when the first sprite is added
-    std::vector<Span> mSpans;
+    CellGrid mCells;
     std::vector<Rect> mExact; // the boxes added, while there are few
 };
 
@@ -593,12 +588,8 @@ PreparedPixels PrepareBoxes(Preparation& p, const Rect* boxes, int32_t count)
     const auto rowBytes = static_cast<size_t>(GetPixRowBytes(pm));
     for (int32_t i = 0; i < count; i++) {
         Rect box;
-        if (!SectRect(&boxes[i], &bounds, &box))
-            continue;
-        for (int v = box.top; v < box.bottom; v++)
-            std::memset(base + static_cast<size_t>(v - origin) * rowBytes +
-                            4 * static_cast<size_t>(box.left),
-                        0, 4 * static_cast<size_t>(box.right - box.left));
+        if (SectRect(&boxes[i], &bounds, &box))
+            ClearBox(base, rowBytes, box, origin);
     }
     // The draws of the rows of cells the boxes reach: those of one row as
     // they are, those of several merged back into drawing order.
