@@ -793,7 +793,11 @@ bool DrawImageOverCairo(CGContextRef c, double x, double y, double w, double h, 
         }
     }
     cairo_surface_flush(target);
-    PreparedPixels ready = {nullptr, 0, 0};
+    // Where each band's pixels are read: the image, or where they were made
+    // ready.
+    const PreparedPixels whole = {static_cast<const uint8_t*>(image->provider->data),
+                                  static_cast<ptrdiff_t>(image->bytesPerRow), 0};
+    PreparedPixels source = whole;
     for (int i = 0; i < count; i++) {
         // A band of boxes (a region's boxes of one band share their top) is
         // made ready just before it is drawn, while it is in the cache.
@@ -801,18 +805,14 @@ bool DrawImageOverCairo(CGContextRef c, double x, double y, double w, double h, 
             int end = i + 1;
             while (end < count && boxes[end].y1 == boxes[i].y1)
                 end++;
-            ready = PreparePixels(c, boxes + i, end - i, left, top, &rects);
+            const PreparedPixels ready = PreparePixels(c, boxes + i, end - i, left, top, &rects);
+            source = ready.pixels ? ready : whole;
         }
         const PixelBox part = Intersect(box, {boxes[i].x1, boxes[i].y1, boxes[i].x2, boxes[i].y2});
         if (part.Empty())
             continue;
-        if (ready.pixels)
-            CompositeImagePart(image, ready.pixels, ready.rowBytes, left, top + ready.top, part,
-                               pixels, stride, target, CompositeImageRowOverCairo);
-        else
-            CompositeImagePart(image, static_cast<const uint8_t*>(image->provider->data),
-                               static_cast<ptrdiff_t>(image->bytesPerRow), left, top, part, pixels,
-                               stride, target, CompositeImageRowOverCairo);
+        CompositeImagePart(image, source.pixels, source.rowBytes, left, top + source.top, part,
+                           pixels, stride, target, CompositeImageRowOverCairo);
     }
     pixman_region32_fini(&parts);
     return true;

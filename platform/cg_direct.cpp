@@ -202,6 +202,20 @@ SPRIG_AVX2 __m256i Destination8(__m256i x)
     return kCairo ? MirrorGroup8(x) : x;
 }
 
+// Eight straight pixels over eight destination words, the result in the
+// destination's byte order.
+template <bool kCairo>
+SPRIG_AVX2 __m256i Over8(__m256i s, __m256i destination)
+{
+    const __m256i zero = _mm256_setzero_si256();
+    const __m256i d = Destination8<kCairo>(destination);
+    __m256i pLo, sLo, pHi, sHi;
+    OverLanes8(_mm256_unpacklo_epi8(s, zero), _mm256_unpacklo_epi8(d, zero), &pLo, &sLo);
+    OverLanes8(_mm256_unpackhi_epi8(s, zero), _mm256_unpackhi_epi8(d, zero), &pHi, &sHi);
+    return Destination8<kCairo>(
+        _mm256_adds_epu8(_mm256_packus_epi16(pLo, pHi), _mm256_packus_epi16(sLo, sHi)));
+}
+
 // Eight straight pixels over eight world pixels.
 template <bool kCairo>
 SPRIG_AVX2 void CompositeGroup8(__m256i s, uint32_t* dst)
@@ -214,12 +228,7 @@ SPRIG_AVX2 void CompositeGroup8(__m256i s, uint32_t* dst)
         _mm256_storeu_si256(out, Destination8<kCairo>(s));
         return;
     }
-    const __m256i d = Destination8<kCairo>(_mm256_loadu_si256(out));
-    __m256i pLo, sLo, pHi, sHi;
-    OverLanes8(_mm256_unpacklo_epi8(s, zero), _mm256_unpacklo_epi8(d, zero), &pLo, &sLo);
-    OverLanes8(_mm256_unpackhi_epi8(s, zero), _mm256_unpackhi_epi8(d, zero), &pHi, &sHi);
-    _mm256_storeu_si256(out, Destination8<kCairo>(_mm256_adds_epu8(_mm256_packus_epi16(pLo, pHi),
-                                                                   _mm256_packus_epi16(sLo, sHi))));
+    _mm256_storeu_si256(out, Over8<kCairo>(s, _mm256_loadu_si256(out)));
 }
 
 template <bool kCairo>
@@ -255,16 +264,8 @@ __attribute__((target("avx2"))) void StraightFirstRowAvx2(const uint8_t* src, ui
         const __m256i mask = _mm256_cmpgt_epi32(_mm256_set1_epi32(width - h), lanes);
         const __m256i s = _mm256_maskload_epi32(reinterpret_cast<const int*>(src), mask);
         auto* out = reinterpret_cast<int*>(dst + h);
-        if (SameAlphas8(s, zero) != 0x11111111u) {
-            const __m256i d = Destination8<kCairo>(_mm256_maskload_epi32(out, mask));
-            __m256i pLo, sLo, pHi, sHi;
-            OverLanes8(_mm256_unpacklo_epi8(s, zero), _mm256_unpacklo_epi8(d, zero), &pLo, &sLo);
-            OverLanes8(_mm256_unpackhi_epi8(s, zero), _mm256_unpackhi_epi8(d, zero), &pHi, &sHi);
-            _mm256_maskstore_epi32(
-                out, mask,
-                Destination8<kCairo>(_mm256_adds_epu8(_mm256_packus_epi16(pLo, pHi),
-                                                      _mm256_packus_epi16(sLo, sHi))));
-        }
+        if (SameAlphas8(s, zero) != 0x11111111u)
+            _mm256_maskstore_epi32(out, mask, Over8<kCairo>(s, _mm256_maskload_epi32(out, mask)));
     }
     // Clean upper halves before any further code: SSE instructions without
     // the VEX prefix run far slower after 256-bit ones until they are
